@@ -1,0 +1,162 @@
+#include "clogfile.h"
+
+#include "constants.h"
+#include "csettings.h"
+
+#include <QDateTime>
+#include <QDebug>
+#include <QMetaType>
+
+namespace {
+constexpr qint64 kDefaultFileMaxSize = 1000000;
+// addLogIntoFileOnly rotates at this size whatever the settings say.
+constexpr qint64 kFileOnlyMaxSize = 65535;
+}
+
+CLogFile *CLogFile::m_instance = nullptr;
+QMutex CLogFile::m_instanceMutex;
+
+CLogFile::CLogFile(const QString &baseName, const QString &sessionTitle)
+    : m_sessionTitle(sessionTitle)
+    , m_baseName(baseName)
+{
+    qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
+
+    m_fileCounter = CSettings::readValue(SettingsKey::filesCounter, 0).toInt();
+    m_file.setFileName(fileNameFor(m_fileCounter));
+
+    const QIODevice::OpenMode mode = m_file.exists()
+            ? QIODevice::ReadWrite | QIODevice::Append | QIODevice::Text
+            : QIODevice::ReadWrite | QIODevice::Text;
+    if (m_file.open(mode))
+        writeBanner();
+    else
+        qDebug() << "[CLogFile] Invalid file opening!";
+}
+
+CLogFile::~CLogFile()
+{
+    m_file.close();
+}
+
+CLogFile *CLogFile::getInstance(const QString &baseName, const QString &sessionTitle)
+{
+    if (!m_instance) {
+        QMutexLocker locker(&m_instanceMutex);
+        if (!m_instance)
+            m_instance = new CLogFile(baseName, sessionTitle);
+    }
+    return m_instance;
+}
+
+CLogFile *CLogFile::instance()
+{
+    return m_instance;
+}
+
+void CLogFile::addLog(const QString &message, CLogFile::ELogMessageType type, bool toDebug)
+{
+    const bool posted = QMetaObject::invokeMethod(m_instance, "addLogMetod", Qt::QueuedConnection,
+                                                  Q_ARG(QString, message),
+                                                  Q_ARG(CLogFile::ELogMessageType, type));
+    if (!posted) {
+        qDebug().noquote() << "[void __cdecl addLog(class QString,enum CLogFile::ELogMessageType,bool)]"
+                              " невозможно создать invokeMethod";
+    }
+    if (toDebug)
+        qDebug().noquote() << message;
+}
+
+void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
+{
+    if (!CSettings::readValue(SettingsKey::useLog, true).toBool())
+        return;
+
+    QMutexLocker locker(&m_mutex);
+    QString line = stampedLine(logStr);
+
+    const qint64 maxSize = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
+    if (m_file.size() > maxSize)
+        rotate();
+
+    writeLine(line);
+
+    line.remove(QLatin1Char('\n'));
+    emit addLogSignal(line, type);
+}
+
+void CLogFile::addLogIntoFileOnly(QString logStr)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString line = stampedLine(logStr);
+
+    if (m_file.size() > kFileOnlyMaxSize) {
+        ++m_fileCounter;
+        CSettings::writeValue(SettingsKey::filesCounter, m_fileCounter);
+        m_file.close();
+        m_file.setFileName(QStringLiteral("./%1(%2).log").arg(m_baseName).arg(m_fileCounter));
+        if (!m_file.open(QIODevice::ReadWrite | QIODevice::Text)) {
+            qDebug() << "[CLogFile] Invalid new file opening!";
+            return;
+        }
+    }
+    writeLine(line);
+}
+
+QString CLogFile::fileNameFor(int counter) const
+{
+    if (counter == 0)
+        return QStringLiteral("./%1.log").arg(m_baseName);
+    return QStringLiteral("./%1(%2).log").arg(m_baseName).arg(counter);
+}
+
+QString CLogFile::stampedLine(const QString &message)
+{
+    // The line feed goes ahead of each line, not behind it.
+    return QStringLiteral("\n[%1]").arg(QDateTime::currentDateTime().toString(DateTimeFormat::logStamp))
+            + message;
+}
+
+void CLogFile::rotate()
+{
+    ++m_fileCounter;
+    m_file.close();
+
+    // An unset limit reads as 0, so each rotation then just empties the plain file.
+    const auto maxFiles = [] { return CSettings::readValue(SettingsKey::maxFilesCounter).toInt(); };
+    if (m_fileCounter > maxFiles() - 1) {
+        for (int i = 1; i <= maxFiles() - 1; ++i)
+            QFile::remove(fileNameFor(i));
+
+        QFile plain(fileNameFor(0));
+        plain.open(QIODevice::WriteOnly | QIODevice::Truncate);
+        plain.close();
+        m_fileCounter = 0;
+    }
+    CSettings::writeValue(SettingsKey::filesCounter, m_fileCounter);
+
+    // No Append: the file reached here has just been emptied or deleted, and a
+    // leftover from an earlier run is written over from its start.
+    m_file.setFileName(fileNameFor(m_fileCounter));
+    if (!m_file.open(QIODevice::ReadWrite | QIODevice::Text))
+        qDebug() << "[CLogFile] Invalid new file opening!";
+}
+
+void CLogFile::writeLine(const QString &line)
+{
+    if (!m_file.isOpen()) {
+        qDebug() << "[CLogFile::addLogMetod] File is closed!";
+        return;
+    }
+    m_file.write(line.toUtf8());
+    m_file.flush();
+}
+
+void CLogFile::writeBanner()
+{
+    addLogMetod(QString(65, QLatin1Char('*')), LogInfo);
+    if (m_sessionTitle.isEmpty())
+        addLogMetod(QStringLiteral("**                      New session                            **"), LogInfo);
+    else
+        addLogMetod(QStringLiteral("**  New session  [") + m_sessionTitle + QStringLiteral("] **"), LogInfo);
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QFile>
+#include <QMutex>
+#include <QObject>
+
+// The operator's log: ./<base>.log and ./<base>(N).log in the working
+// directory, one stamped line per message, rotated by size under counters kept
+// in the settings. Any thread logs through the static addLog(), which posts the
+// line to the singleton on the main thread.
+class CLogFile : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum ELogMessageType {
+        LogInfo = 0,
+        LogError = 2,
+    };
+    Q_ENUM(ELogMessageType)
+
+    ~CLogFile() override;
+
+    static CLogFile *getInstance(const QString &baseName, const QString &sessionTitle);
+    // The singleton, or null while it has not been created.
+    static CLogFile *instance();
+
+    static void addLog(const QString &message, CLogFile::ELogMessageType type = LogInfo,
+                       bool toDebug = false);
+
+signals:
+    void addLogSignal(QString _logStr, CLogFile::ELogMessageType _type);
+
+public slots:
+    void addLogMetod(QString logStr = QString(), CLogFile::ELogMessageType type = LogInfo);
+    // A second writer with rules of its own: no use_log test, a fixed size
+    // limit, no wrap to the plain file and no signal.
+    void addLogIntoFileOnly(QString logStr);
+
+private:
+    CLogFile(const QString &baseName, const QString &sessionTitle);
+
+    QString fileNameFor(int counter) const;
+    static QString stampedLine(const QString &message);
+    void rotate();
+    void writeLine(const QString &line);
+    void writeBanner();
+
+    QFile m_file;
+    QMutex m_mutex;
+    QString m_sessionTitle;
+    QString m_baseName;
+    qint32 m_fileCounter = 0;
+
+    static CLogFile *m_instance;
+    static QMutex m_instanceMutex;
+};

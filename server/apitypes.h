@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QMetaType>
+#include <QString>
+
+namespace COMM {
+
+// State of the server session as the rest of the program sees it.
+enum EServerStatus {
+    Success = 0,
+    PingWaiting = 1,
+    InvalidPing = 2,
+    AuthWaiting = 3,
+    InvalidAuth = 4,
+    Disconnected = 5,
+};
+
+} // namespace COMM
+
+namespace API {
+
+// One uplink, as the server pushes it ("rx") or lists it ("get_data_resp").
+struct SApiDeviceData
+{
+    SApiDeviceData() = default;
+    // Never fails: a refused object gives a record with valid false and an
+    // empty devEui.
+    explicit SApiDeviceData(const QJsonObject &object);
+
+    QString devEui;
+    quint64 ts = 0;
+    QString gatewayId;
+    bool ack = false;
+    quint32 fcnt = 0;
+    quint16 port = 0;
+    QByteArray data;
+    quint32 freq = 0;
+    qint16 dr = 0;
+    qint16 rssi = 0;
+    double snr = 0.0;
+    bool valid = false;
+};
+
+// One entry of the server's device list.
+struct SServerDeviceInfo
+{
+    QString devEui;
+    QString appEui;
+    QString devName;
+};
+
+} // namespace API
+
+Q_DECLARE_METATYPE(COMM::EServerStatus)
+Q_DECLARE_METATYPE(API::SApiDeviceData)
+Q_DECLARE_METATYPE(API::SServerDeviceInfo)
+
+// Registers the types that the server link sends through queued signals.
+void registerApiMetaTypes();

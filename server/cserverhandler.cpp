@@ -1,0 +1,350 @@
+#include "cserverhandler.h"
+
+#include "core/clogfile.h"
+#include "core/constants.h"
+
+#include <QDebug>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTimer>
+#include <QUrl>
+
+namespace {
+constexpr int kHandshakeTimeoutMs = 2000;
+constexpr int kReconnectIntervalMs = 60000;
+constexpr int kResponseTimeoutMs = 60000;
+// A downlink expects no reply: the next request goes after this pause.
+constexpr int kSendDataPauseMs = 100;
+constexpr int kLastPacketsLimit = 10;
+constexpr int kDownlinkPort = 2;
+}
+
+CServerHandler *CServerHandler::getInstance()
+{
+    static CServerHandler *instance = new CServerHandler();
+    return instance;
+}
+
+CServerHandler::CServerHandler()
+    : m_responseWaitTimer(new QTimer(this))
+    , m_socket(QString(), QWebSocketProtocol::Version13)
+    , m_handshakeTimer(new QTimer(this))
+    , m_reconnectTimer(new QTimer(this))
+{
+    m_responseWaitTimer->setSingleShot(true);
+
+    connect(&m_socket, &QWebSocket::connected, this, &CServerHandler::socketConnectedSlot);
+    connect(&m_socket, &QWebSocket::disconnected, this, &CServerHandler::socketDisconnectedSlot);
+    connect(&m_socket, &QWebSocket::textMessageReceived, this, &CServerHandler::textMessageReceivedSlot);
+    connect(m_handshakeTimer, &QTimer::timeout, this, &CServerHandler::timeoutSlot);
+    connect(m_responseWaitTimer, &QTimer::timeout, this, &CServerHandler::waitingServerResponseTimeoutSlot);
+    connect(m_reconnectTimer, &QTimer::timeout, this, &CServerHandler::reconnectLastAuthData);
+    // Queued, so that a request never goes out inside the producer's stack.
+    connect(this, &CServerHandler::newTask, this, &CServerHandler::newTaskSlot, Qt::QueuedConnection);
+}
+
+void CServerHandler::connectSlot(QString _origin, QString _login, QString _password)
+{
+    closeSocket();
+    emit changeServerStatus(COMM::Disconnected);
+
+    const QUrl url(_origin, QUrl::TolerantMode);
+    if (!url.isValid()) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::connectSlot] Invalid input URL [%1]").arg(_origin));
+        return;
+    }
+    m_login = _login;
+    m_password = _password;
+    m_origin = _origin;
+    m_socket.open(url);
+}
+
+void CServerHandler::reconnectLastAuthData()
+{
+    closeSocket();
+    m_state = StatePing;
+    openStoredOrigin(m_origin);
+}
+
+bool CServerHandler::openStoredOrigin(const QString &origin)
+{
+    const QUrl url(origin, QUrl::TolerantMode);
+    if (!url.isValid()) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::connectSlot] Invalid input URL [%1]").arg(origin));
+        return false;
+    }
+    m_socket.open(url);
+    return true;
+}
+
+void CServerHandler::closeSocket()
+{
+    m_socket.close(QWebSocketProtocol::CloseCodeNormal, QString());
+}
+
+void CServerHandler::socketConnectedSlot()
+{
+    m_state = StatePing;
+    // The probe is a command that no server knows: any answer carrying
+    // "err_string" proves a live server of the right kind.
+    sendJson({{JsonKey::cmd, JsonKey::cmd}});
+    emit changeServerStatus(COMM::PingWaiting);
+    m_handshakeTimer->start(kHandshakeTimeoutMs);
+}
+
+void CServerHandler::socketDisconnectedSlot()
+{
+    m_state = StateIdle;
+    emit changeServerStatus(COMM::Disconnected);
+    m_reconnectTimer->start(kReconnectIntervalMs);
+}
+
+void CServerHandler::timeoutSlot()
+{
+    m_handshakeTimer->stop();
+    if (m_state == StatePing)
+        emit changeServerStatus(COMM::InvalidPing);
+    else if (m_state == StateAuth)
+        emit changeServerStatus(COMM::InvalidAuth);
+}
+
+void CServerHandler::textMessageReceivedSlot(QString msg)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(msg.toUtf8());
+    if (!document.isObject()) {
+        qDebug() << "[CServerHandler::textMessageReceivedSlot] Uncknown input message format";
+        return;
+    }
+    const QJsonObject message = document.object();
+
+    switch (m_state) {
+    case StateIdle:
+        break;
+    case StatePing:
+        if (message.contains(JsonKey::errString)) {
+            m_state = StateAuth;
+            sendJson({{JsonKey::cmd, Command::authReq},
+                      {JsonKey::login, m_login},
+                      {JsonKey::password, m_password}});
+            emit changeServerStatus(COMM::AuthWaiting);
+        } else {
+            CLogFile::addLog(QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message"));
+            emit changeServerStatus(COMM::InvalidPing);
+        }
+        break;
+    case StateAuth:
+        handleAuthReply(message);
+        break;
+    case StateVerified:
+        handleVerifiedMessage(message);
+        break;
+    }
+}
+
+void CServerHandler::handleAuthReply(const QJsonObject &message)
+{
+    // Only a good reply leaves the idle state: a refused login keeps the socket
+    // open and ignores the server until the next attempt.
+    m_state = StateIdle;
+
+    const char *failure = nullptr;
+    if (!message.contains(JsonKey::cmd))
+        failure = "[CServerHandler::textMessageReceivedSlot] State=auth: unknown message[1]";
+    else if (message.value(JsonKey::cmd).toString() != Command::authResp)
+        failure = "[CServerHandler::textMessageReceivedSlot] State=auth: unknown message[2]";
+    else if (!message.contains(JsonKey::status))
+        failure = "[CServerHandler::textMessageReceivedSlot] State=auth: unknown message[3]";
+
+    if (failure) {
+        qDebug() << failure;
+        emit changeServerStatus(COMM::InvalidAuth);
+        return;
+    }
+    if (!message.value(JsonKey::status).toBool()) {
+        qDebug().noquote() << QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message[4], err[%1]")
+                                      .arg(message.value(JsonKey::errString).toString());
+        emit changeServerStatus(COMM::InvalidAuth);
+        return;
+    }
+
+    m_reconnectTimer->stop();
+    m_token = message.value(JsonKey::token).toString();
+    m_state = StateVerified;
+    emit changeServerStatus(COMM::Success);
+}
+
+void CServerHandler::handleVerifiedMessage(const QJsonObject &message)
+{
+    if (!message.contains(JsonKey::cmd)) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=verified: unknown message[1]"));
+        return;
+    }
+    const QString cmd = message.value(JsonKey::cmd).toString();
+
+    if (cmd == Command::rx) {
+        const API::SApiDeviceData packet(message);
+        if (!packet.devEui.isEmpty())
+            emit newPacketReceived(packet);
+    } else if (cmd == Command::getDevicesResp) {
+        if (m_currentTaskType == TaskGetDevices) {
+            handleDevicesList(message);
+        } else {
+            CLogFile::addLog(QStringLiteral(
+                    "[CServerHandler::textMessageReceivedSlot] State=verified: unsheduled packet from server"));
+        }
+    } else if (cmd == Command::getDataResp) {
+        handleLastPackets(message);
+    }
+}
+
+void CServerHandler::handleDevicesList(const QJsonObject &message)
+{
+    QList<API::SServerDeviceInfo> devices;
+    const bool status = message.value(JsonKey::status).toBool();
+    if (status) {
+        const QJsonArray list = message.value(JsonKey::devicesList).toArray();
+        for (const QJsonValue &value : list) {
+            const QJsonObject element = value.toObject();
+            // A device without an OTAA object has no application EUI to go by.
+            if (!element.contains(JsonKey::devEui) || !element.contains(JsonKey::devName)
+                || !element.contains(JsonKey::OTAA)) {
+                continue;
+            }
+            API::SServerDeviceInfo info;
+            info.devName = element.value(JsonKey::devName).toString();
+            info.appEui = element.value(JsonKey::OTAA).toObject().value(JsonKey::appEui).toString();
+            info.devEui = element.value(JsonKey::devEui).toString();
+            if (!info.appEui.isEmpty())
+                devices.append(info);
+            qDebug() << "Recived from server: " << info.appEui << info.devEui << info.devName;
+        }
+    }
+
+    emit getDevicesListResp(status, devices);
+    m_currentTaskType = TaskGetData;
+    waitingServerResponseTimeoutSlot();
+}
+
+void CServerHandler::handleLastPackets(const QJsonObject &message)
+{
+    // The reply does not release the queue: a get_data_req holds its place
+    // until the response timer runs out.
+    if (!message.value(JsonKey::status).toBool())
+        return;
+    const QString devEui = message.value(JsonKey::devEui).toString().toUpper();
+    if (devEui.isEmpty() || !message.contains(JsonKey::dataList))
+        return;
+
+    API::SApiDeviceData packet;
+    const QJsonArray list = message.value(JsonKey::dataList).toArray();
+    for (const QJsonValue &value : list) {
+        packet = API::SApiDeviceData(value.toObject());
+        packet.devEui = devEui;
+        if (packet.valid)
+            break;
+    }
+    if (packet.valid && !packet.devEui.isEmpty())
+        emit newPacketReceived(packet);
+}
+
+bool CServerHandler::getDevicesList(const QStringList &appEuis)
+{
+    if (appEuis.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::getDevicesList] Empty input AppEUI list! Return"));
+        return false;
+    }
+    if (m_state != StateVerified) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::getDevicesList] Invalid connection to server! Return"));
+        return false;
+    }
+    enqueueTask(TaskGetDevices, {{JsonKey::cmd, Command::getDevicesReq}});
+    return true;
+}
+
+void CServerHandler::getDeviceLastPackets(QString devEui)
+{
+    if (devEui.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::getDeviceLastPackets] Empty input AppEUI list! Return"));
+        return;
+    }
+    if (m_state != StateVerified) {
+        CLogFile::addLog(QStringLiteral("[CServerHandler::getDeviceLastPackets] Invalid connection to server! Return"));
+        return;
+    }
+    const QJsonObject select{{JsonKey::limit, kLastPacketsLimit},
+                             {JsonKey::direction, QStringLiteral("UPLINK")}};
+    enqueueTask(TaskGetData, {{JsonKey::cmd, Command::getDataReq},
+                              {JsonKey::devEui, devEui.toUpper()},
+                              {JsonKey::select, select}});
+}
+
+void CServerHandler::sendDeviceData(const QString &devEui, const QByteArray &data)
+{
+    const QJsonObject downlink{{JsonKey::devEui, devEui},
+                               {JsonKey::ack, true},
+                               {JsonKey::port, kDownlinkPort},
+                               {JsonKey::data, QString::fromLatin1(data)}};
+    enqueueTask(TaskSendData, {{JsonKey::cmd, Command::sendDataReq},
+                               {JsonKey::dataList, QJsonArray{downlink}}});
+}
+
+void CServerHandler::enqueueTask(ETaskType type, const QJsonObject &message)
+{
+    const QString text = QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact));
+    {
+        QMutexLocker locker(&m_queueMutex);
+        m_taskQueue.append(SServerTask{type, text});
+    }
+    // While a request is in flight its end emits newTask itself.
+    if (!m_waitingMutex.tryLock())
+        return;
+    m_waitingMutex.unlock();
+    if (!m_dispatchMutex.tryLock())
+        return;
+    m_dispatchMutex.unlock();
+    emit newTask();
+}
+
+void CServerHandler::newTaskSlot()
+{
+    QMutexLocker dispatchLocker(&m_dispatchMutex);
+
+    if (!m_waitingMutex.tryLock()) {
+        qDebug() << "[CServerHandler::newTaskSlot] Waiting mutex is locked! Return";
+        return;
+    }
+
+    m_queueMutex.lock();
+    if (m_taskQueue.isEmpty()) {
+        m_queueMutex.unlock();
+        qDebug() << "[CServerHandler::newTaskSlot] Task queue is empty";
+        m_waitingMutex.unlock();
+        return;
+    }
+    const SServerTask task = m_taskQueue.takeFirst();
+    m_currentTaskType = task.type;
+    m_queueMutex.unlock();
+
+    // m_waitingMutex stays locked until waitingServerResponseTimeoutSlot.
+    qDebug().noquote() << "send:" << task.text;
+    m_socket.sendTextMessage(task.text);
+    m_responseWaitTimer->start(task.type == TaskSendData ? kSendDataPauseMs : kResponseTimeoutMs);
+}
+
+void CServerHandler::waitingServerResponseTimeoutSlot()
+{
+    m_responseWaitTimer->stop();
+    // Taking the flag first makes the unlock safe when no request is in flight.
+    m_waitingMutex.tryLock();
+    m_waitingMutex.unlock();
+
+    if (m_currentTaskType == TaskGetDevices)
+        emit getDevicesListResp(false, QList<API::SServerDeviceInfo>());
+    m_currentTaskType = TaskGetData;
+    emit newTask();
+}
+
+void CServerHandler::sendJson(const QJsonObject &message)
+{
+    m_socket.sendTextMessage(QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact)));
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "server/apitypes.h"
+
+#include <QList>
+#include <QMutex>
+#include <QObject>
+#include <QStringList>
+#include <QWebSocket>
+
+class QTimer;
+
+// The one client of the LoRaWAN network server. It walks the WebSocket session
+// through a liveness probe and a login, reconnects by itself after a loss,
+// sends queued requests one at a time and turns pushed uplinks into
+// newPacketReceived signals.
+class CServerHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    static CServerHandler *getInstance();
+
+    // Queues a get_devices_req. The list is only tested for emptiness: the
+    // server is always asked for all of its devices.
+    bool getDevicesList(const QStringList &appEuis);
+    // Queues a send_data_req whatever the session state; data is the payload
+    // as hexadecimal text.
+    void sendDeviceData(const QString &devEui, const QByteArray &data);
+
+signals:
+    void newTask();
+    void changeServerStatus(COMM::EServerStatus _status);
+    void getDevicesListResp(bool status,
+                            QList<API::SServerDeviceInfo> _regInfoList = QList<API::SServerDeviceInfo>());
+    void newPacketReceived(API::SApiDeviceData _devData);
+    // Declared for the interface; nothing emits it.
+    void dataForDeviceReceived(QString _devEui, QList<API::SApiDeviceData> _packets);
+
+public slots:
+    void socketConnectedSlot();
+    void socketDisconnectedSlot();
+    void textMessageReceivedSlot(QString msg);
+    void timeoutSlot();
+    void waitingServerResponseTimeoutSlot();
+    void newTaskSlot();
+    void reconnectLastAuthData();
+    void connectSlot(QString _origin, QString _login, QString _password);
+    void getDeviceLastPackets(QString devEui);
+
+private:
+    enum ESessionState {
+        StateIdle = 0,
+        StatePing = 1,
+        StateAuth = 2,
+        StateVerified = 3,
+    };
+
+    enum ETaskType {
+        TaskGetData = 0,
+        TaskGetDevices = 1,
+        TaskSendData = 2,
+    };
+
+    struct SServerTask
+    {
+        ETaskType type;
+        QString text;
+    };
+
+    CServerHandler();
+
+    void handleAuthReply(const QJsonObject &message);
+    void handleVerifiedMessage(const QJsonObject &message);
+    void handleDevicesList(const QJsonObject &message);
+    void handleLastPackets(const QJsonObject &message);
+    void closeSocket();
+    bool openStoredOrigin(const QString &origin);
+    void sendJson(const QJsonObject &message);
+    void enqueueTask(ETaskType type, const QJsonObject &message);
+
+    ESessionState m_state = StateIdle;
+    ETaskType m_currentTaskType = TaskGetData;
+    QList<SServerTask> m_taskQueue;
+    QMutex m_queueMutex;
+    QMutex m_dispatchMutex;
+    // Held from the sending of a request until its reply or time-out, across
+    // turns of the event loop: a busy flag tested only with tryLock.
+    QMutex m_waitingMutex;
+    QTimer *m_responseWaitTimer = nullptr;
+    QWebSocket m_socket;
+    QString m_login;
+    QString m_password;
+    QString m_token;
+    QString m_origin;
+    QTimer *m_handshakeTimer = nullptr;
+    QTimer *m_reconnectTimer = nullptr;
+};
