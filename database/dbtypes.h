@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QList>
+#include <QMetaType>
+#include <QString>
+
+// Kind of a device interface. The values are stored nowhere but select the
+// device table: ModBus devices live in "devices", TCP devices in "devicesTCP".
+enum class ProtocolOption {
+    ModBus = 1,
+    TCP = 2,
+};
+
+namespace DB {
+
+// One register of a device as its template offers it.
+struct SDeviceRegDescription
+{
+    QString name;
+    quint32 source = 0;     // 0: a datum of the server, 1: a field of the payload
+    quint32 regAddr = 0;    // offset in the device; the start address is added on registration
+    quint32 bitSize = 0;
+    QString dataType;
+    double startValue = 0.0;
+    double gratingPeriod = 1.0;
+    QString unit;
+};
+
+// One device to register or publish, with its register map (empty for a TCP device).
+struct SDeviceRegMapDescription
+{
+    QString devEui;
+    QString appEui;
+    QString name;
+    quint32 startAddr = 0;
+    QList<SDeviceRegDescription> regs;
+    quint32 port = 0;       // listeners use its low 16 bits
+};
+
+// One register value of one uplink, as hexadecimal text.
+struct SDbRegValue
+{
+    QString value;
+    QString fullValue;      // the whole value on its first register, empty on the others
+    quint32 regOffset = 0;
+};
+
+// The decoded values of one uplink.
+struct SDbDeviceRegDataSet
+{
+    QString devEui;
+    quint32 startAddr = 0;
+    QList<SDbRegValue> regs;
+};
+
+// The scaling of one register.
+struct SRegisterParam
+{
+    quint32 regAddr = 0;    // absolute address; 0 when the register was not found
+    double startValue = 0.0;
+    double gratingPeriod = 1.0;
+    QString unit;
+};
+
+// Argument of the two edit operations.
+struct SDeviceRegUpdate
+{
+    quint32 deviceId = 0;
+    quint16 port = 0;
+    QList<SRegisterParam> regs;
+};
+
+} // namespace DB
+
+Q_DECLARE_METATYPE(ProtocolOption)
+Q_DECLARE_METATYPE(DB::SDeviceRegMapDescription)
+Q_DECLARE_METATYPE(DB::SDbDeviceRegDataSet)
