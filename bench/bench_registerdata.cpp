@@ -50,7 +50,8 @@ void BenchRegisterData::initTestCase()
         description.port = kFirstPort + device % kPorts;
         description.startAddr = (device / kPorts) * kRegistersPerDevice;
         for (int offset = 0; offset < kRegistersPerDevice; ++offset)
-            description.regs.append({QStringLiteral("r%1").arg(offset), 1, quint32(offset), 16, DataType::integer, 0.0, 1.0, QString()});
+            description.regs.append({QStringLiteral("r%1").arg(offset), 1, quint32(offset), 16, DataType::integer,
+                                     0.0, 1.0, QString()});
         QVERIFY(m_handler->registerNewDevice(description, ProtocolOption::ModBus));
     }
 

@@ -127,8 +127,10 @@ private slots:
         QCOMPARE(rows("SELECT * FROM dev_data;"), QStringList({"1|5020|105|2.5|0.1|16|integer|NULL|NULL|NULL|r5|C|1|1",
                                                                "1|5020|100|0|1|64|integer|NULL|NULL|NULL|r0|u|1|0",
                                                                "1|5020|103|0|1|16|integer|NULL|NULL|NULL|r3|u|1|1"}));
-        QCOMPARE(messages(), QStringList("WARNING: [CDataBaseHandler::registerNewDevice] Register [0x0069] for device [70b3D5] already exist!"));
-        QCOMPARE(m_handler->getRegisteredDevices(ModBus) + m_handler->getRegisteredDevices(TCP), QStringList({"70B3D5", "TT01"}));
+        QCOMPARE(messages(), QStringList("WARNING: [CDataBaseHandler::registerNewDevice] "
+                                         "Register [0x0069] for device [70b3D5] already exist!"));
+        QCOMPARE(m_handler->getRegisteredDevices(ModBus) + m_handler->getRegisteredDevices(TCP),
+                 QStringList({"70B3D5", "TT01"}));
 
         // The register list runs by address and leaves out rows that are not parents.
         QCOMPARE(rows("UPDATE dev_data SET parent=0 WHERE reg_addr=103;"), QStringList());
@@ -228,7 +230,8 @@ private slots:
         while (query.next())
             found.append(query.value(1).toString());
         QCOMPARE(found, names);
-        QCOMPARE(messages(), query.isActive() ? QStringList() : QStringList("[CDataBaseHandler::getDevices] Invalid SQL request [1]"));
+        QCOMPARE(messages(), query.isActive() ? QStringList()
+                                              : QStringList("[CDataBaseHandler::getDevices] Invalid SQL request [1]"));
         QCOMPARE(query.isActive(), !names.isEmpty());
     }
 
@@ -328,7 +331,8 @@ private slots:
 
         m_handler->updateRegInfo({1, 0, {{100, 2.5, 10.0, "kPa"}, {150, 1.0, 1.0, "x"}}});
         m_handler->updateRegInfoTCP({1, 6000, {}});
-        QCOMPARE(rows("SELECT reg_addr, start_value, grating_period, unit FROM dev_data;"), QStringList({"100|2.5|10|kPa", "101|-40|0.5|C"}));
+        QCOMPARE(rows("SELECT reg_addr, start_value, grating_period, unit FROM dev_data;"),
+                 QStringList({"100|2.5|10|kPa", "101|-40|0.5|C"}));
         QCOMPARE(rows("SELECT port FROM devicesTCP UNION ALL SELECT port FROM devices;"), QStringList({"6000", "5020"}));
         QCOMPARE(messages(), QStringList());
     }

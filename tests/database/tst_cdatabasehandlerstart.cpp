@@ -41,7 +41,8 @@ private slots:
         }
         QSqlDatabase::removeDatabase(QStringLiteral("older"));
 
-        QTest::ignoreMessage(QtWarningMsg, "QSqlDatabasePrivate::addDatabase: duplicate connection name 'server', old connection removed.");
+        QTest::ignoreMessage(QtWarningMsg, "QSqlDatabasePrivate::addDatabase: "
+                                           "duplicate connection name 'server', old connection removed.");
         CDataBaseHandler *handler = CDataBaseHandler::getInstance();
         QVERIFY(handler);
         QCOMPARE(CDataBaseHandler::getInstance(), handler);
