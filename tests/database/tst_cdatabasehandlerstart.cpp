@@ -38,6 +38,8 @@ private slots:
                     "CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
                     "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER );")));
             QVERIFY(QSqlQuery(older).exec(QStringLiteral("INSERT INTO devices VALUES (4, 'old', 'APP1', 'AA01', 5020, 0);")));
+            // A table of another shape: its first index fails, and no later index is made.
+            QVERIFY(QSqlQuery(older).exec(QStringLiteral("CREATE TABLE devicesTCP ( device INTEGER, name TEXT );")));
         }
         QSqlDatabase::removeDatabase(QStringLiteral("older"));
 
@@ -50,6 +52,17 @@ private slots:
         const DB::SDeviceRegDescription reg = {"r", 1, 0, 16, "integer", 0.0, 1.0, "u"};
         QVERIFY(handler->registerNewDevice({"BB02", "APP1", "new", 10, {reg}, 5020}, ProtocolOption::ModBus));
         QVERIFY(handler->getRegisters(5).next());
+
+        // After the critical line: the index failure with its statement, then the refused duplicate.
+        QTRY_COMPARE(logSpy.count(), 4);
+        QVERIFY(QRegularExpression(QStringLiteral(R"(ERROR \[CDataBaseHandler::\{ctor\}::<lambda_1>::operator \(\)-\d+\]: )"
+                                                  R"(invalid sql request 3 for <devicesTCP\.idx_euiTCP>!$)"))
+                        .match(logSpy.at(1).at(0).toString()).hasMatch());
+        QVERIFY(logSpy.at(2).at(0).toString().endsWith("]CREATE INDEX IF NOT EXISTS idx_euiTCP ON devicesTCP ( dev_eui );"));
+        QSqlQuery indexes(QSqlDatabase::database(QStringLiteral("server")));
+        QVERIFY(indexes.exec(QStringLiteral("SELECT group_concat(name) FROM sqlite_master WHERE name LIKE 'idx%';")));
+        QVERIFY(indexes.next());
+        QCOMPARE(indexes.value(0).toString(), QStringLiteral("idx_eui,idx_device"));
     }
 };
 
