@@ -1,6 +1,7 @@
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "database/cdatabasehandler.h"
 #include "server/apitypes.h"
 #include "server/cserverhandler.h"
 
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <QIcon>
 #include <QLocale>
+#include <QThread>
 #include <QTranslator>
 
 #include <clocale>
@@ -26,6 +28,7 @@ int main(int argc, char *argv[])
     }
 
     qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
+    qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");
 
     QFile styleFile(QStringLiteral("://style/style.qss"));
     styleFile.open(QIODevice::ReadOnly);
@@ -38,6 +41,14 @@ int main(int argc, char *argv[])
     CSettings::getInstance(FileName::settings);
     CLogFile::getInstance(FileName::logBase, QString());
     CServerHandler::getInstance();
+
+    CDataBaseHandler *dataBaseHandler = CDataBaseHandler::getInstance();
+    // The store keeps its own thread for the whole run; nothing stops it.
+    QThread *dataBaseThread = new QThread(nullptr);
+    dataBaseHandler->moveToThread(dataBaseThread);
+    dataBaseThread->start();
+    while (!dataBaseThread->isRunning())
+        QThread::msleep(30);
 
     return app.exec();
 }

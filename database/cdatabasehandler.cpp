@@ -1,0 +1,539 @@
+#include "cdatabasehandler.h"
+
+#include "core/clogfile.h"
+#include "core/constants.h"
+
+#include <QDateTime>
+#include <QSqlError>
+#include <QVariant>
+
+namespace {
+const QString kDriver = QStringLiteral("QSQLITE");
+
+enum EDeviceColumn { DevDevice = 0, DevName, DevAppEui, DevEui, DevPort, DevStartAddr, DevColumnCount };
+enum ERegisterColumn {
+    RegDevice = 0, RegPort, RegAddr, RegStartValue, RegGratingPeriod, RegBitSize, RegDataType,
+    RegValue, RegFullValue, RegTime, RegName, RegUnit, RegParent, RegSource, RegColumnCount
+};
+
+constexpr int kRegisterBits = 16;
+constexpr int kParentRow = 1;
+
+const QString kDevicesFormat = QStringLiteral(
+        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
+        "%3 TEXT, %4 TEXT, %5 TEXT, %6 INTEGER, %7 INTEGER ); ");
+const QString kTcpDevicesFormat = QStringLiteral(
+        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
+        "%3 TEXT, %4 TEXT, %5 TEXT, %6 INTEGER ); ");
+const QString kRegistersFormat = QStringLiteral(
+        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER NOT NULL, %3 INTEGER, %4 INTEGER, %5 INTEGER, "
+        "%6 REAL, %7 REAL, %8 TEXT, %9 TEXT DEFAULT NULL, %10 TEXT DEFAULT NULL, "
+        "%11 INTEGER DEFAULT NULL, %12 TEXT DEFAULT NULL, %13 TEXT DEFAULT NULL, %14 INTEGER, "
+        "%15 INTEGER ); ");
+
+const QString kSelectDeviceIdFormat = QStringLiteral("SELECT %2 FROM %1 WHERE %3='%4';");
+const QString kUpdateRegisterFormat = QStringLiteral(
+        "UPDATE %1 SET %2=:%2, %3=:%3, %4=:%4 WHERE %5=:%5 AND %6=:%6;");
+
+// Where the index statements are made, as the index failure texts name it.
+const QString kIndexSource = QStringLiteral("CDataBaseHandler::{ctor}::<lambda_1>::operator ()");
+
+QString dev(EDeviceColumn column)
+{
+    return kDeviceColumns.at(column);
+}
+
+QString reg(ERegisterColumn column)
+{
+    return kRegisterColumns.at(column);
+}
+
+QString placeholder(const QString &column)
+{
+    return QLatin1Char(':') + column;
+}
+
+// Fills the markers one argument at a time, for formats with more than nine.
+QString fill(QString format, const QStringList &arguments)
+{
+    for (const QString &argument : arguments)
+        format = format.arg(argument);
+    return format;
+}
+
+const QString &tableFor(ProtocolOption protocol)
+{
+    return protocol == ProtocolOption::TCP ? DbName::tcpDeviceTable : DbName::deviceTable;
+}
+
+void logWithSql(const QString &message, const QString &sql)
+{
+    CLogFile::addLog(message);
+    CLogFile::addLog(sql);
+}
+
+struct SIndexDescription
+{
+    QString name;
+    QStringList columns;
+};
+
+struct STableIndexes
+{
+    QString table;
+    QList<SIndexDescription> indexes;
+};
+
+const QList<STableIndexes> &indexLists()
+{
+    static const QList<STableIndexes> lists = {
+        {DbName::deviceTable,
+         {{QStringLiteral("idx_eui"), {dev(DevEui)}},
+          {QStringLiteral("idx_device"), {dev(DevDevice)}}}},
+        {DbName::tcpDeviceTable,
+         {{QStringLiteral("idx_euiTCP"), {dev(DevEui)}},
+          {QStringLiteral("idx_deviceTCP"), {dev(DevDevice)}}}},
+        {DbName::registerTable,
+         {{QStringLiteral("idx_dev_parent"), {reg(RegDevice), reg(RegParent)}},
+          {QStringLiteral("idx_dev_regaddr"), {reg(RegDevice), reg(RegAddr)}},
+          {QStringLiteral("idx_port_regaddr"), {reg(RegPort), reg(RegAddr)}}}},
+    };
+    return lists;
+}
+
+QString indexSql(const QString &table, const SIndexDescription &index)
+{
+    QString sql = QStringLiteral("CREATE INDEX IF NOT EXISTS %2 ON %1 (").arg(table, index.name);
+    for (const QString &column : index.columns)
+        sql += QStringLiteral(" %1,").arg(column);
+    sql.chop(1);
+    sql += QStringLiteral(" );");
+    return sql;
+}
+
+quint16 byteAt(const QByteArray &bytes, int index)
+{
+    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
+}
+
+// A word of a wide value reads 0 unless both of its bytes are there.
+quint16 wideWord(const QByteArray &bytes, int word)
+{
+    const int first = 2 * word;
+    return bytes.size() >= first + 2 ? quint16(byteAt(bytes, first) * 256 + byteAt(bytes, first + 1)) : 0;
+}
+
+// A narrow value reads whatever bytes it has: a single byte b is b * 256.
+quint16 narrowWord(const QByteArray &bytes)
+{
+    return quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1));
+}
+
+} // namespace
+
+CDataBaseHandler *CDataBaseHandler::m_instance = nullptr;
+bool CDataBaseHandler::databaseStartFailed = false;
+
+CDataBaseHandler *CDataBaseHandler::getInstance()
+{
+    if (!m_instance)
+        m_instance = new CDataBaseHandler();
+    if (databaseStartFailed) {
+        m_instance = nullptr;
+        databaseStartFailed = false;
+        return nullptr;
+    }
+    return m_instance;
+}
+
+CDataBaseHandler::CDataBaseHandler()
+{
+    m_db = QSqlDatabase::addDatabase(kDriver, DbName::connection);
+    m_db.setDatabaseName(FileName::database);
+    if (!m_db.open()) {
+        failStart(QStringLiteral("CRITICAL_ERROR! Data base hasn't been created/opened! Error_text[%1]. "
+                                 "DataBaseHandler is not running!")
+                          .arg(m_db.lastError().text()));
+        return;
+    }
+
+    QSqlQuery query(m_db);
+    if (createTables(query))
+        createIndexes(query);
+}
+
+void CDataBaseHandler::failStart(const QString &message)
+{
+    CLogFile::addLog(message, CLogFile::LogInfo, true);
+    deleteLater();
+    databaseStartFailed = true;
+}
+
+bool CDataBaseHandler::checkColumnCount(const QStringList &columns, int expected, const QString &table)
+{
+    if (columns.size() == expected)
+        return true;
+    failStart(QStringLiteral("ERROR! Invalid size of colums in table \"%1\"! DataBaseHandler is not running!")
+                      .arg(table));
+    return false;
+}
+
+void CDataBaseHandler::createTable(QSqlQuery &query, const QString &table, const QString &sql)
+{
+    if (!query.exec(sql))
+        CLogFile::addLog(QStringLiteral("ERROR! Table \"%1\" is not created!").arg(table), CLogFile::LogInfo, true);
+}
+
+bool CDataBaseHandler::createTables(QSqlQuery &query)
+{
+    if (!checkColumnCount(kDeviceColumns, DevColumnCount, DbName::deviceTable))
+        return false;
+    createTable(query, DbName::deviceTable,
+                fill(kDevicesFormat, QStringList(DbName::deviceTable) + kDeviceColumns));
+
+    if (!checkColumnCount(kDeviceColumns, DevColumnCount, DbName::tcpDeviceTable))
+        return false;
+    createTable(query, DbName::tcpDeviceTable,
+                fill(kTcpDevicesFormat, QStringList(DbName::tcpDeviceTable) + kDeviceColumns.mid(0, DevStartAddr)));
+
+    if (!checkColumnCount(kRegisterColumns, RegColumnCount, DbName::registerTable))
+        return false;
+    createTable(query, DbName::registerTable,
+                fill(kRegistersFormat, QStringList(DbName::registerTable) + kRegisterColumns));
+    return true;
+}
+
+// The first failure ends the run: later indexes and tables are skipped.
+void CDataBaseHandler::createIndexes(QSqlQuery &query)
+{
+    for (const STableIndexes &table : indexLists()) {
+        if (table.indexes.isEmpty()) {
+            CLogFile::addLog(QStringLiteral("WARNING: [%1-%2] Empty input index list for <%3>")
+                                     .arg(kIndexSource, QString::number(__LINE__), table.table),
+                             CLogFile::LogError);
+            return;
+        }
+        for (const SIndexDescription &index : table.indexes) {
+            const QString sql = indexSql(table.table, index);
+            if (!query.exec(sql)) {
+                CLogFile::addLog(QStringLiteral("ERROR [%1-%2]: invalid sql request 3 for <%3.%4>!")
+                                         .arg(kIndexSource, QString::number(__LINE__), table.table, index.name),
+                                 CLogFile::LogError);
+                CLogFile::addLog(sql, CLogFile::LogError);
+                return;
+            }
+        }
+    }
+}
+
+bool CDataBaseHandler::registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString &table = tableFor(protocol);
+    if (!isNewDevice(table, device.devEui) || !insertDevice(table, device, protocol))
+        return false;
+
+    const quint32 deviceId = readDeviceId(table, device.devEui);
+    if (deviceId == 0)
+        return false;
+    return protocol != ProtocolOption::ModBus || insertRegisters(deviceId, device);
+}
+
+bool CDataBaseHandler::isNewDevice(const QString &table, const QString &devEui)
+{
+    QSqlQuery query(m_db);
+    if (!query.exec(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2='%3';").arg(table, dev(DevEui), devEui))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [1]"));
+        return false;
+    }
+    if (query.next() && query.value(0).toInt() != 0) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [%1] already exist!")
+                                 .arg(devEui));
+        return false;
+    }
+    return true;
+}
+
+bool CDataBaseHandler::insertDevice(const QString &table, const DB::SDeviceRegMapDescription &device,
+                                    ProtocolOption protocol)
+{
+    QString sql = QStringLiteral("INSERT INTO %1 (%2, %3, %4, %5) VALUES (:%2, :%3, :%4, :%5);")
+                          .arg(table, dev(DevName), dev(DevAppEui), dev(DevEui), dev(DevPort));
+    if (protocol == ProtocolOption::ModBus) {
+        sql.replace(QLatin1String(");"), QStringLiteral(", :%1);").arg(dev(DevStartAddr)));
+        sql.replace(QLatin1String(") VALUES"), QStringLiteral(", %1) VALUES").arg(dev(DevStartAddr)));
+    }
+
+    QSqlQuery query(m_db);
+    query.prepare(sql);
+    if (protocol == ProtocolOption::ModBus)
+        query.bindValue(placeholder(dev(DevStartAddr)), device.startAddr);
+    query.bindValue(placeholder(dev(DevName)), device.name);
+    query.bindValue(placeholder(dev(DevAppEui)), device.appEui);
+    query.bindValue(placeholder(dev(DevEui)), device.devEui);
+    query.bindValue(placeholder(dev(DevPort)), device.port);
+    if (!query.exec()) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [2]"));
+        return false;
+    }
+    return true;
+}
+
+quint32 CDataBaseHandler::readDeviceId(const QString &table, const QString &devEui)
+{
+    QSqlQuery query(m_db);
+    if (!query.exec(kSelectDeviceIdFormat.arg(table, dev(DevDevice), dev(DevEui), devEui))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [3]"));
+        return 0;
+    }
+    if (!query.next()) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [%1] is not created!")
+                                 .arg(devEui));
+        return 0;
+    }
+    const quint32 deviceId = query.value(0).toUInt();
+    if (deviceId == 0) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] "
+                                        "Device [%1] is not created [NULL ID]!")
+                                 .arg(devEui));
+    }
+    return deviceId;
+}
+
+bool CDataBaseHandler::insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device)
+{
+    const QString sql = fill(QStringLiteral("INSERT INTO %1 (%2, %3, %4, %5, %6, %7, %8, %9, %10, %11, %12) "
+                                            "VALUES ( ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ? ) "),
+                             {DbName::registerTable, reg(RegDevice), reg(RegPort), reg(RegAddr),
+                              reg(RegStartValue), reg(RegGratingPeriod), reg(RegBitSize), reg(RegDataType),
+                              reg(RegName), reg(RegParent), reg(RegSource), reg(RegUnit)});
+    QSqlQuery query(m_db);
+    query.prepare(sql);
+
+    QList<quint32> takenAddresses;
+    for (const DB::SDeviceRegDescription &regDescription : device.regs) {
+        const quint32 address = device.startAddr + regDescription.regAddr;
+        if (takenAddresses.contains(address)) {
+            CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler::registerNewDevice] "
+                                            "Register [0x%1] for device [%2] already exist!")
+                                     .arg(address, 4, 16, QLatin1Char('0'))
+                                     .arg(device.devEui));
+            continue;
+        }
+        query.addBindValue(deviceId);
+        query.addBindValue(device.port);
+        query.addBindValue(address);
+        query.addBindValue(regDescription.startValue);
+        query.addBindValue(regDescription.gratingPeriod);
+        query.addBindValue(regDescription.bitSize);
+        query.addBindValue(regDescription.dataType);
+        query.addBindValue(regDescription.name);
+        query.addBindValue(kParentRow);
+        query.addBindValue(regDescription.source);
+        query.addBindValue(regDescription.unit);
+        takenAddresses.append(address);
+        if (!query.exec()) {
+            logWithSql(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [4]"), sql);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
+    const QString id = QString::number(deviceId);
+    QSqlQuery query(m_db);
+    if (!query.exec(format.arg(tableFor(protocol), dev(DevDevice), id))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
+        return false;
+    }
+    if (protocol == ProtocolOption::ModBus && !query.exec(format.arg(DbName::registerTable, reg(RegDevice), id))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
+        return false;
+    }
+    return true;
+}
+
+QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption protocol)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString filter = search.isEmpty()
+            ? QString()
+            : QStringLiteral("WHERE %1 LIKE \"%%2%\"").arg(dev(DevName)).arg(search);
+    // One substitution at a time, the search text before the sort column: a
+    // search that looks like a marker ("1...", "2...") takes that marker's place.
+    const QString sql = QStringLiteral("SELECT * FROM %1 %2 ORDER BY %3 ASC;")
+                                .arg(tableFor(protocol))
+                                .arg(filter)
+                                .arg(dev(DevName));
+    QSqlQuery query(m_db);
+    if (!query.exec(sql))
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getDevices] Invalid SQL request [1]"));
+    return query;
+}
+
+QSqlQuery CDataBaseHandler::getRegisters(quint32 deviceId)
+{
+    QMutexLocker locker(&m_mutex);
+    QSqlQuery query(m_db);
+    if (!query.exec(QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4=1 ORDER BY %5 ASC;")
+                            .arg(DbName::registerTable, reg(RegDevice), QString::number(deviceId),
+                                 reg(RegParent), reg(RegAddr)))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getRegisters] Invalid SQL request [1]"));
+    }
+    return query;
+}
+
+QStringList CDataBaseHandler::getRegisteredDevices(ProtocolOption protocol)
+{
+    QMutexLocker locker(&m_mutex);
+    QStringList devEuis;
+    QSqlQuery query(m_db);
+    if (!query.exec(QStringLiteral("SELECT %2 FROM %1;").arg(tableFor(protocol), dev(DevEui)))) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getRegisteredDevices] Invalid SQL request [1]"));
+        return devEuis;
+    }
+    while (query.next())
+        devEuis.append(query.value(0).toString().toUpper());
+    return devEuis;
+}
+
+void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
+{
+    if (regData.regs.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("INFO: [CDataBaseHandler::saveRegisterData] Empty input data"));
+        return;
+    }
+
+    QMutexLocker locker(&m_mutex);
+    QSqlQuery query(m_db);
+    if (!query.exec(kSelectDeviceIdFormat.arg(DbName::deviceTable, dev(DevDevice), dev(DevEui), regData.devEui))) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [1]"));
+        return;
+    }
+    if (!query.next()) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [%1]")
+                                 .arg(regData.devEui));
+        return;
+    }
+    const quint32 deviceId = query.value(0).toUInt();
+    if (deviceId == 0) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [ID=0] [%1]")
+                                 .arg(regData.devEui));
+        return;
+    }
+
+    const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegValue), reg(RegFullValue),
+                                                  reg(RegTime), reg(RegDevice), reg(RegAddr));
+    query.prepare(sql);
+    for (const DB::SDbRegValue &value : regData.regs) {
+        const quint32 address = regData.startAddr + value.regOffset;
+        query.bindValue(placeholder(reg(RegValue)), value.value);
+        // A null string stores NULL: later words of a wide value carry no whole value.
+        query.bindValue(placeholder(reg(RegFullValue)), value.fullValue.isEmpty() ? QString() : value.fullValue);
+        query.bindValue(placeholder(reg(RegTime)), QDateTime::currentMSecsSinceEpoch());
+        query.bindValue(placeholder(reg(RegDevice)), deviceId);
+        query.bindValue(placeholder(reg(RegAddr)), address);
+        if (!query.exec()) {
+            CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [2]"));
+            CLogFile::addLog(QStringLiteral("    Query [%1]").arg(sql));
+            CLogFile::addLog(QStringLiteral("    Set: deviceId[%1], regAddr[%2]").arg(deviceId).arg(address));
+        }
+    }
+}
+
+QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, const quint32 &startAddress,
+                                                         const quint32 &count)
+{
+    QMap<quint16, quint16> words;
+    if (count == 0)
+        return words;
+
+    QMutexLocker locker(&m_mutex);
+    const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
+                                .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
+                                     QString::number(startAddress), QString::number(startAddress + count - 1));
+    QSqlQuery query(m_db);
+    if (!query.exec(sql)) {
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);
+        return words;
+    }
+
+    for (quint32 i = 0; i < count; ++i)
+        words.insert(quint16(startAddress + i), 0);
+    while (query.next()) {
+        const int bitSize = query.value(RegBitSize).toInt();
+        const QByteArray bytes = QByteArray::fromHex(query.value(RegFullValue).toString().toUtf8());
+        const quint32 address = query.value(RegAddr).toUInt();
+        if (bitSize > kRegisterBits) {
+            for (int word = 0; kRegisterBits * word < bitSize; ++word)
+                words.insert(quint16(address + word), wideWord(bytes, word));
+        } else {
+            words.insert(quint16(address), narrowWord(bytes));
+        }
+    }
+    return words;
+}
+
+DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, quint32 regAddr)
+{
+    DB::SRegisterParam param;
+    QMutexLocker locker(&m_mutex);
+    const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) "
+                                       "AND %1.%6=:%6;")
+                                .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice),
+                                     dev(DevEui), reg(RegAddr));
+    QSqlQuery query(m_db);
+    query.prepare(sql);
+    query.bindValue(placeholder(dev(DevEui)), devEui);
+    query.bindValue(placeholder(reg(RegAddr)), regAddr);
+    if (!query.exec()) {
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Invalid SQL request [1]"), sql);
+        return param;
+    }
+    if (!query.next()) {
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!"), sql);
+        return param;
+    }
+    param.gratingPeriod = query.value(RegGratingPeriod).toDouble();
+    param.startValue = query.value(RegStartValue).toDouble();
+    param.unit = query.value(RegUnit).toString();
+    param.regAddr = regAddr;
+    return param;
+}
+
+void CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegStartValue), reg(RegGratingPeriod),
+                                                  reg(RegUnit), reg(RegDevice), reg(RegAddr));
+    QSqlQuery query(m_db);
+    query.prepare(sql);
+    for (const DB::SRegisterParam &param : update.regs) {
+        query.bindValue(placeholder(reg(RegStartValue)), param.startValue);
+        query.bindValue(placeholder(reg(RegGratingPeriod)), param.gratingPeriod);
+        query.bindValue(placeholder(reg(RegUnit)), param.unit);
+        query.bindValue(placeholder(reg(RegDevice)), update.deviceId);
+        query.bindValue(placeholder(reg(RegAddr)), param.regAddr);
+        if (!query.exec()) {
+            logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::updateRegInfo] Invalid SQL request [1]"), sql);
+            return;
+        }
+    }
+}
+
+void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)
+{
+    QMutexLocker locker(&m_mutex);
+    const QString sql = QStringLiteral("UPDATE %1 SET %2=:%2 WHERE %3=:%3;")
+                                .arg(DbName::tcpDeviceTable, dev(DevPort), dev(DevDevice));
+    QSqlQuery query(m_db);
+    query.prepare(sql);
+    query.bindValue(placeholder(dev(DevPort)), update.port);
+    query.bindValue(placeholder(dev(DevDevice)), update.deviceId);
+    if (!query.exec())
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::updateRegInfo] Invalid SQL request [1]"), sql);
+}

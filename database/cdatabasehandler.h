@@ -1,0 +1,62 @@
+#pragma once
+
+#include "database/dbtypes.h"
+
+#include <QMap>
+#include <QMutex>
+#include <QObject>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QStringList>
+
+// The one owner of the SQLite file "server.db": ModBus devices with their
+// register rows, and TCP devices. Only saveRegisterData runs on the handler's
+// own thread; every other operation runs on its caller's thread, and one mutex
+// serialises all of them on the single shared connection.
+class CDataBaseHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Null once after a start that failed; the next call tries again.
+    static CDataBaseHandler *getInstance();
+
+    bool registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol);
+    bool deleteDevice(quint32 deviceId, ProtocolOption protocol);
+    // The returned queries are executed; on failure they come back inactive.
+    QSqlQuery getDevices(const QString &search, ProtocolOption protocol);
+    QSqlQuery getRegisters(quint32 deviceId);
+    QStringList getRegisteredDevices(ProtocolOption protocol);
+
+    // Address to word for every address of the request, 0 where nothing is
+    // stored; a wide value starting inside the range may add later addresses.
+    QMap<quint16, quint16> getRegisterData(const quint32 &port, const quint32 &startAddress,
+                                           const quint32 &count);
+    DB::SRegisterParam getRegisterParam(const QString &devEui, quint32 regAddr);
+    void updateRegInfo(DB::SDeviceRegUpdate update);
+    void updateRegInfoTCP(DB::SDeviceRegUpdate update);
+
+public slots:
+    void saveRegisterData(DB::SDbDeviceRegDataSet regData);
+
+private:
+    CDataBaseHandler();
+
+    void failStart(const QString &message);
+    bool checkColumnCount(const QStringList &columns, int expected, const QString &table);
+    void createTable(QSqlQuery &query, const QString &table, const QString &sql);
+    bool createTables(QSqlQuery &query);
+    void createIndexes(QSqlQuery &query);
+
+    bool isNewDevice(const QString &table, const QString &devEui);
+    bool insertDevice(const QString &table, const DB::SDeviceRegMapDescription &device,
+                      ProtocolOption protocol);
+    quint32 readDeviceId(const QString &table, const QString &devEui);
+    bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
+
+    QSqlDatabase m_db;
+    QMutex m_mutex;
+
+    static CDataBaseHandler *m_instance;
+    static bool databaseStartFailed;
+};
