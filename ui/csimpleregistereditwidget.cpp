@@ -56,11 +56,9 @@ CSimpleRegisterEditWidget::CSimpleRegisterEditWidget(QWidget *parent)
     , m_unitsEdit(new QLineEdit(this))
     , m_nameLabel(new QLabel(this))
 {
+    // Opaque, so that the row painted beneath does not show through.
+    setAttribute(Qt::WA_StyledBackground, true);
     setStyleSheet(QStringLiteral("QWidget{background-color: #FFF;}"));
-    m_extraValueEdit->setObjectName(QStringLiteral("extraValueEdit"));
-    m_multiplierEdit->setObjectName(QStringLiteral("multiplierEdit"));
-    m_unitsEdit->setObjectName(QStringLiteral("unitsEdit"));
-
     // No sign: neither number can be negative, and a complete entry has a
     // decimal point.
     auto *validator = new QRegularExpressionValidator(
