@@ -127,18 +127,15 @@ void CAbstractPanelButton::setIcon(QIcon icon)
     m_iconLabel->setPixmap(icon.pixmap(kIconSize));
 }
 
+// Adding leaves the group open or closed as it was.
 void CAbstractPanelButton::addWidget(QWidget *wdgt)
 {
-    const bool wasHidden = m_mainBox->isHidden();
     m_groupLayout->addWidget(wdgt);
-    m_mainBox->setHidden(wasHidden);
 }
 
 void CAbstractPanelButton::addLayout(QLayout *lay)
 {
-    const bool wasHidden = m_mainBox->isHidden();
     m_groupLayout->addLayout(lay);
-    m_mainBox->setHidden(wasHidden);
 }
 
 void CAbstractPanelButton::animationEvent(bool success)
