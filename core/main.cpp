@@ -4,6 +4,7 @@
 #include "database/cdatabasehandler.h"
 #include "server/apitypes.h"
 #include "server/cserverhandler.h"
+#include "ui/theme.h"
 
 #include <QApplication>
 #include <QFile>
@@ -34,7 +35,7 @@ int main(int argc, char *argv[])
     styleFile.open(QIODevice::ReadOnly);
     QString rawStyle = QString::fromUtf8(styleFile.readAll());
     styleFile.close();
-    app.setStyleSheet(rawStyle);
+    app.setStyleSheet(expandStyleSheet(rawStyle));
 
     registerApiMetaTypes();
 
