@@ -2,6 +2,7 @@
 #include "core/constants.h"
 #include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "devices/calldevicehandler.h"
 #include "server/apitypes.h"
 #include "server/cserverhandler.h"
 #include "ui/theme.h"
@@ -50,6 +51,10 @@ int main(int argc, char *argv[])
     dataBaseThread->start();
     while (!dataBaseThread->isRunning())
         QThread::msleep(30);
+
+    CAllDeviceHandler *allDeviceHandler = CAllDeviceHandler::getInstance();
+    QObject::connect(CServerHandler::getInstance(), &CServerHandler::newPacketReceived, allDeviceHandler,
+                     &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
 
     return app.exec();
 }

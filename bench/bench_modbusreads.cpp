@@ -1,0 +1,285 @@
+#include "core/clogfile.h"
+#include "core/constants.h"
+#include "core/csettings.h"
+#include "database/cdatabasehandler.h"
+#include "tcp/cdevicehandler.h"
+
+#include <QEventLoop>
+#include <QLoggingCategory>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#ifdef QUILLBAR_HAVE_LIBMODBUS
+#include <modbus.h>
+#endif
+
+namespace {
+
+constexpr int kRegisters = 16;
+constexpr int kRequestsPerClient = 2000;
+constexpr int kAnswerSize = 9 + 2 * kRegisters;
+const QString kDevEui = QStringLiteral("70B3D50000000001");
+
+quint16 freePort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
+}
+
+int connectTo(quint16 port)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int on = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// One blocking client: reads of 16 registers from address 0, one at a time.
+bool readRegisters(quint16 port, int requests)
+{
+    const int fd = connectTo(port);
+    if (fd < 0)
+        return false;
+    bool ok = true;
+    for (int i = 0; i < requests && ok; ++i) {
+        const unsigned char request[12] = {quint8(i >> 8), quint8(i), 0, 0, 0, 6, 1, 3, 0, 0, 0, kRegisters};
+        ok = ::send(fd, request, sizeof(request), 0) == sizeof(request);
+        unsigned char answer[kAnswerSize];
+        for (int received = 0; ok && received < kAnswerSize;) {
+            const ssize_t n = ::recv(fd, answer + received, kAnswerSize - received, 0);
+            ok = n > 0;
+            received += int(n);
+        }
+        ok = ok && answer[0] == quint8(i >> 8) && answer[1] == quint8(i) && answer[8] == 2 * kRegisters;
+    }
+    ::close(fd);
+    return ok;
+}
+
+// Runs the clients on their own threads; `wait` turns whatever the server needs
+// meanwhile, and the last client to end calls `done`.
+template<typename Wait, typename Done>
+bool runClients(quint16 port, int clients, Wait wait, Done done)
+{
+    std::atomic<int> failures{0};
+    std::atomic<int> running{clients};
+    std::vector<std::thread> threads;
+    for (int c = 0; c < clients; ++c) {
+        threads.emplace_back([&] {
+            if (!readRegisters(port, kRequestsPerClient))
+                ++failures;
+            if (--running == 0)
+                done();
+        });
+    }
+    wait();
+    for (std::thread &thread : threads)
+        thread.join();
+    return failures == 0;
+}
+
+#ifdef QUILLBAR_HAVE_LIBMODBUS
+// The libmodbus multi-client server: select() over the listening socket and
+// every connection, one reply per request, from an in-memory register map.
+class CLibModbusServer
+{
+public:
+    explicit CLibModbusServer(quint16 port)
+        : m_context(modbus_new_tcp("127.0.0.1", port))
+        , m_map(modbus_mapping_new(0, 0, kRegisters, kRegisters))
+    {
+        for (int i = 0; i < kRegisters; ++i)
+            m_map->tab_registers[i] = quint16(i);
+        m_listener = modbus_tcp_listen(m_context, 16);
+        m_thread = std::thread([this] { serve(); });
+    }
+
+    ~CLibModbusServer()
+    {
+        m_stop = true;
+        m_thread.join();
+        ::close(m_listener);
+        modbus_mapping_free(m_map);
+        modbus_free(m_context);
+    }
+
+private:
+    void serve()
+    {
+        fd_set sockets;
+        FD_ZERO(&sockets);
+        FD_SET(m_listener, &sockets);
+        int highest = m_listener;
+        unsigned char query[MODBUS_TCP_MAX_ADU_LENGTH];
+        while (!m_stop) {
+            fd_set ready = sockets;
+            timeval timeout{0, 100000};
+            if (::select(highest + 1, &ready, nullptr, nullptr, &timeout) <= 0)
+                continue;
+            for (int fd = 0; fd <= highest; ++fd) {
+                if (!FD_ISSET(fd, &ready))
+                    continue;
+                if (fd == m_listener) {
+                    const int client = ::accept(m_listener, nullptr, nullptr);
+                    FD_SET(client, &sockets);
+                    highest = std::max(highest, client);
+                    continue;
+                }
+                modbus_set_socket(m_context, fd);
+                const int size = modbus_receive(m_context, query);
+                if (size > 0) {
+                    modbus_reply(m_context, query, size, m_map);
+                } else if (size == -1) {
+                    ::close(fd);
+                    FD_CLR(fd, &sockets);
+                }
+            }
+        }
+    }
+
+    modbus_t *m_context;
+    modbus_mapping_t *m_map;
+    int m_listener = -1;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+#endif
+
+} // namespace
+
+// Reads of 16 registers over loopback, by 1 and by 8 clients at once, against
+// the same reads from a libmodbus server that keeps its registers in memory.
+class BenchModbusReads : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void quillbar_data();
+    void quillbar();
+    void libmodbus_data();
+    void libmodbus();
+
+private:
+    QTemporaryDir m_dir;
+    QThread m_thread;
+    CDeviceHandler *m_listener = nullptr;
+    quint16 m_port = 0;
+};
+
+void BenchModbusReads::initTestCase()
+{
+    // The debug stream is plumbing, not what a user runs with; the log file stays on.
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    QVERIFY(QDir::setCurrent(m_dir.path()));
+    CSettings::getInstance(FileName::settings);
+    CLogFile::getInstance(FileName::logBase, QString());
+    qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    QVERIFY(store);
+    store->moveToThread(&m_thread);
+    m_thread.start();
+
+    m_port = freePort();
+    DB::SDeviceRegMapDescription device{kDevEui, QStringLiteral("F1A7C0DE000000B1"), kDevEui, 0, {}, m_port};
+    DB::SDbDeviceRegDataSet values{kDevEui, 0, {}};
+    for (quint32 offset = 0; offset < kRegisters; ++offset) {
+        device.regs.append({QStringLiteral("r%1").arg(offset), 1, offset, 16, DataType::uinteger, 0.0, 1.0, QString()});
+        const QString text = QStringLiteral("%1").arg(offset, 4, 16, QLatin1Char('0'));
+        values.regs.append({text, text, offset});
+    }
+    QVERIFY(store->registerNewDevice(device, ProtocolOption::ModBus));
+    QVERIFY(QMetaObject::invokeMethod(store, "saveRegisterData", Qt::BlockingQueuedConnection,
+                                      Q_ARG(DB::SDbDeviceRegDataSet, values)));
+    m_listener = new CDeviceHandler(m_port, ProtocolOption::ModBus, kDevEui, this);
+    QVERIFY(m_listener->isListening());
+}
+
+void BenchModbusReads::cleanupTestCase()
+{
+    m_thread.quit();
+    m_thread.wait();
+}
+
+void BenchModbusReads::quillbar_data()
+{
+    QTest::addColumn<int>("clients");
+    QTest::addColumn<bool>("log");
+    QTest::newRow("1 client") << 1 << true;
+    QTest::newRow("8 clients") << 8 << true;
+    // The operator's switch in the logging dialog: what the two lines per request cost.
+    QTest::newRow("1 client, log off") << 1 << false;
+    QTest::newRow("8 clients, log off") << 8 << false;
+}
+
+void BenchModbusReads::quillbar()
+{
+    QFETCH(int, clients);
+    QFETCH(bool, log);
+    CSettings::writeValue(SettingsKey::useLog, log);
+    QElapsedTimer timer;
+    timer.start();
+    int rounds = 0;
+    QBENCHMARK {
+        QEventLoop loop;
+        const bool ok = runClients(m_port, clients, [&loop] { loop.exec(); },
+                                   [&loop] { QMetaObject::invokeMethod(&loop, "quit", Qt::QueuedConnection); });
+        QVERIFY(ok);
+        ++rounds;
+    }
+    qInfo("quillbar, %d client(s), log %s: %.0f requests/s", clients, log ? "on" : "off",
+          rounds * clients * kRequestsPerClient * 1000.0 / timer.elapsed());
+}
+
+void BenchModbusReads::libmodbus_data()
+{
+    QTest::addColumn<int>("clients");
+    QTest::newRow("1 client") << 1;
+    QTest::newRow("8 clients") << 8;
+}
+
+void BenchModbusReads::libmodbus()
+{
+#ifdef QUILLBAR_HAVE_LIBMODBUS
+    QFETCH(int, clients);
+    const quint16 port = freePort();
+    CLibModbusServer server(port);
+    QElapsedTimer timer;
+    timer.start();
+    int rounds = 0;
+    QBENCHMARK {
+        QVERIFY(runClients(port, clients, [] {}, [] {}));
+        ++rounds;
+    }
+    qInfo("libmodbus, %d client(s): %.0f requests/s", clients,
+          rounds * clients * kRequestsPerClient * 1000.0 / timer.elapsed());
+#else
+    QSKIP("libmodbus is not installed");
+#endif
+}
+
+QTEST_GUILESS_MAIN(BenchModbusReads)
+#include "bench_modbusreads.moc"

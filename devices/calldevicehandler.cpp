@@ -1,0 +1,342 @@
+#include "calldevicehandler.h"
+
+#include "core/clogfile.h"
+#include "core/constants.h"
+#include "database/cdatabasehandler.h"
+#include "devices/cuplinkdecoder.h"
+#include "tcp/cdevicehandler.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonParseError>
+#include <QMutexLocker>
+
+namespace {
+
+const QString kTemplateFilter = QStringLiteral("*.json");
+const QString kDataKey = QStringLiteral("data");
+
+// First payload bytes of the TCP device frames that carry a chunk: 3, 5, 6 and 13.
+constexpr quint32 kTcpChunkFrameMask = 0x2068;
+constexpr qint8 kHighestChunkFrameType = 13;
+constexpr qint8 kShiftedFrameType = 5;
+
+struct SChunkLayout
+{
+    int sizeOffset;     // two bytes, added as 8-bit numbers
+    int lengthOffset;   // then chunk number, total and the data
+};
+
+constexpr SChunkLayout kChunkLayout{2, 4};
+constexpr SChunkLayout kShiftedChunkLayout{6, 8};
+
+quint8 byteAt(const QByteArray &bytes, int index)
+{
+    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
+}
+
+bool isChunkFrame(const QByteArray &payload)
+{
+    const qint8 type = qint8(payload.at(0));
+    return type >= 0 && type <= kHighestChunkFrameType && (kTcpChunkFrameMask >> type) & 1u;
+}
+
+template<typename T>
+QList<STemplateInfo> summaries(const QMap<QString, T> &templates)
+{
+    QList<STemplateInfo> result;
+    for (const T &deviceTemplate : templates)
+        result.append({deviceTemplate.appEui, deviceTemplate.devType, deviceTemplate.color});
+    return result;
+}
+
+template<typename T>
+STemplateInfo summary(const QMap<QString, T> &templates, const QString &appEui)
+{
+    const auto it = templates.constFind(appEui);
+    if (it == templates.cend())
+        return {QString(), QString(), QColor()};
+    return {it->appEui, it->devType, it->color};
+}
+
+// Null after a parse error, which is logged.
+QJsonDocument parseFile(QFile &file)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.isOpen() ? file.readAll() : QByteArray(), &error);
+    if (error.error != QJsonParseError::NoError) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Invalid parsing JSON file [%1]: error[%2], row[%3]")
+                                 .arg(file.fileName(), error.errorString())
+                                 .arg(error.offset));
+    }
+    return document;
+}
+
+} // namespace
+
+CAllDeviceHandler *CAllDeviceHandler::m_instance = nullptr;
+
+CAllDeviceHandler *CAllDeviceHandler::getInstance()
+{
+    if (!m_instance)
+        m_instance = new CAllDeviceHandler();
+    return m_instance;
+}
+
+CAllDeviceHandler::CAllDeviceHandler()
+{
+    init();
+}
+
+void CAllDeviceHandler::init()
+{
+    const QDir folder(QDir::currentPath() + QLatin1Char('/') + FileName::deviceFolder);
+    if (!folder.exists()) {
+        CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::init] Dirrectory with device signature is not existed"),
+                         CLogFile::LogInfo, true);
+        return;
+    }
+    const QStringList names = folder.entryList({kTemplateFilter}, QDir::Files);
+    if (names.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::init] Dirrectory with device signature is empty"),
+                         CLogFile::LogInfo, true);
+        return;
+    }
+    qDebug() << names;
+
+    for (const QString &name : names) {
+        if (name.contains(FileName::tcpTemplate))
+            initTCP(folder.filePath(name));
+        else
+            loadTemplateFile(name, folder.filePath(name));
+    }
+}
+
+void CAllDeviceHandler::loadTemplateFile(const QString &fileName, const QString &filePath)
+{
+    QFile file(filePath);
+    if (!file.exists()) {
+        CLogFile::addLog(QStringLiteral("File [%1] is not exist").arg(fileName));
+        return;
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        CLogFile::addLog(QStringLiteral("File [%1] is not opened").arg(fileName));
+        return;
+    }
+    const QJsonDocument document = parseFile(file);
+    if (document.isNull())
+        return;
+    if (document.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("File [%1] is not contans JSON document").arg(fileName));
+        return;
+    }
+
+    const SDeviceTemplate deviceTemplate(document.object());
+    if (!deviceTemplate.isValid)
+        return;
+    if (m_templates.contains(deviceTemplate.appEui)) {
+        CLogFile::addLog(QStringLiteral("Device [%1] already inited. Skip").arg(deviceTemplate.appEui));
+        return;
+    }
+    CLogFile::addLog(QStringLiteral("Device [%1] inited SUCCESSULLY").arg(deviceTemplate.appEui));
+    m_templates.insert(deviceTemplate.appEui, deviceTemplate);
+}
+
+void CAllDeviceHandler::initTCP(QString FilePath)
+{
+    // Every fault is logged and the next step runs on what there is.
+    QFile file(FilePath);
+    if (!file.open(QIODevice::ReadOnly))
+        CLogFile::addLog(QStringLiteral("File [TCP.json] is not opened"));
+    const QJsonDocument document = parseFile(file);
+    if (document.isEmpty())
+        CLogFile::addLog(QStringLiteral("File [TCP.json] is not contans JSON document"));
+
+    const QJsonArray elements = document.object().value(kDataKey).toArray();
+    for (const QJsonValue &element : elements) {
+        const STCPDeviceTemplate deviceTemplate(element.toObject());
+        if (!deviceTemplate.isValid)
+            continue;
+        if (m_tcpTemplates.contains(deviceTemplate.appEui)) {
+            CLogFile::addLog(QStringLiteral("TCP device [%1] already inited. Skip").arg(deviceTemplate.appEui));
+            continue;
+        }
+        CLogFile::addLog(QStringLiteral("TCP device [%1] inited SUCCESSULLY").arg(deviceTemplate.appEui));
+        m_tcpTemplates.insert(deviceTemplate.appEui, deviceTemplate);
+    }
+}
+
+QList<STemplateInfo> CAllDeviceHandler::deviceTemplates() const
+{
+    return summaries(m_templates);
+}
+
+QList<STemplateInfo> CAllDeviceHandler::tcpDeviceTemplates() const
+{
+    return summaries(m_tcpTemplates);
+}
+
+bool CAllDeviceHandler::hasTemplate(const QString &appEui) const
+{
+    return m_templates.contains(appEui);
+}
+
+bool CAllDeviceHandler::hasTcpTemplate(const QString &appEui) const
+{
+    return m_tcpTemplates.contains(appEui);
+}
+
+STemplateInfo CAllDeviceHandler::templateInfo(const QString &appEui) const
+{
+    return summary(m_templates, appEui);
+}
+
+STemplateInfo CAllDeviceHandler::tcpTemplateInfo(const QString &appEui) const
+{
+    return summary(m_tcpTemplates, appEui);
+}
+
+DB::SDeviceRegMapDescription CAllDeviceHandler::registerMap(const QString &appEui) const
+{
+    return m_templates.value(appEui).registerMap();
+}
+
+std::optional<ProtocolOption> CAllDeviceHandler::portProtocol(quint16 port) const
+{
+    QMutexLocker locker(&m_mutex);
+    if (m_modbusHandlers.contains(port))
+        return ProtocolOption::ModBus;
+    if (m_tcpHandlers.contains(port))
+        return ProtocolOption::TCP;
+    return std::nullopt;
+}
+
+void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, ProtocolOption Protocol)
+{
+    QMutexLocker locker(&m_mutex);
+    const quint16 port = quint16(_devInfo.port);
+    QMap<quint16, CDeviceHandler *> &handlers = Protocol == ProtocolOption::TCP ? m_tcpHandlers : m_modbusHandlers;
+    if (handlers.contains(port)) {
+        CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::addNewDevice] port [%1] is already open").arg(port));
+    } else {
+        handlers.insert(port, new CDeviceHandler(port, Protocol, _devInfo.devEui, this));
+    }
+    handlers.value(port)->appendDevice(_devInfo.devEui);
+
+    if (Protocol == ProtocolOption::TCP)
+        m_tcpDevices.insert(_devInfo.devEui, port);
+    else
+        m_modbusDevices.insert(_devInfo.devEui, _devInfo);
+    CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
+                             .arg(_devInfo.devEui)
+                             .arg(port));
+}
+
+void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
+{
+    QMutexLocker locker(&m_mutex);
+    const bool modbus = m_modbusHandlers.contains(_port);
+    if (!modbus && !m_tcpHandlers.contains(_port)) {
+        CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::removeDevice] uncknown port [%1]!").arg(_port));
+        return;
+    }
+
+    QMap<quint16, CDeviceHandler *> &handlers = modbus ? m_modbusHandlers : m_tcpHandlers;
+    CDeviceHandler *handler = handlers.value(_port);
+    handler->removeDevice(_devEui);
+    if (handler->devices().isEmpty()) {
+        // Closed at once, so that the port can be published again before the
+        // listener is gone.
+        handler->close();
+        handler->deleteLater();
+        handlers.remove(_port);
+    }
+    if (modbus)
+        m_modbusDevices.remove(_devEui);
+    else
+        m_tcpDevices.remove(_devEui);
+    qDebug().noquote() << QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: DevEUI[%1], port[%2]")
+                                  .arg(_devEui)
+                                  .arg(_port);
+}
+
+void CAllDeviceHandler::updatePortRegisteredDevice(DB::SDeviceRegMapDescription _devInfo, quint16 OldPort)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!m_tcpDevices.contains(_devInfo.devEui)) {
+        CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] Device DevEUI[%1] is not registered!")
+                                 .arg(_devInfo.devEui));
+        return;
+    }
+    const quint16 port = quint16(_devInfo.port);
+    CDeviceHandler *handler = m_tcpHandlers.take(OldPort);
+    if (handler) {
+        m_tcpHandlers.insert(port, handler);
+        handler->changePort(port);
+    }
+    m_tcpDevices.insert(_devInfo.devEui, port);
+    CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] Device DevEUI[%1] updated is new port[%2]!")
+                             .arg(_devInfo.devEui)
+                             .arg(port));
+}
+
+void CAllDeviceHandler::newPacketReceivedSlot(API::SApiDeviceData _devData)
+{
+    QMutexLocker locker(&m_mutex);
+    const bool isTcpDevice = m_tcpDevices.contains(_devData.devEui);
+    if (!isTcpDevice && !m_modbusDevices.contains(_devData.devEui))
+        return;
+    if (_devData.data.isEmpty())
+        return;
+    if (isTcpDevice && isChunkFrame(_devData.data))
+        parsingDataFromDevice(_devData);
+    else if (m_modbusDevices.contains(_devData.devEui))
+        processDataSlot(_devData);
+}
+
+void CAllDeviceHandler::processDataSlot(API::SApiDeviceData _devData)
+{
+    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::processDataSlot] Recived data [%1] from device [%2].")
+                             .arg(QString::fromLatin1(_devData.data.toHex()), _devData.devEui));
+    const DB::SDeviceRegMapDescription device = m_modbusDevices.value(_devData.devEui);
+    const SDeviceTemplate deviceTemplate = m_templates.value(device.appEui);
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    const QString devEui = _devData.devEui;
+    const CUplinkDecoder decoder(deviceTemplate, [store, devEui](quint32 regAddr) {
+        return store ? store->getRegisterParam(devEui, regAddr) : DB::SRegisterParam();
+    });
+
+    const std::optional<DB::SDbDeviceRegDataSet> set = decoder.decode(_devData, device.startAddr);
+    if (!set)
+        return;
+    if (!QMetaObject::invokeMethod(store, "saveRegisterData", Qt::BlockingQueuedConnection,
+                                   Q_ARG(DB::SDbDeviceRegDataSet, *set))) {
+        CLogFile::addLog(QStringLiteral("Invalid invokeMethod creation!"), CLogFile::LogError);
+    }
+    emit newDataForDevice(_devData.devEui);
+}
+
+void CAllDeviceHandler::parsingDataFromDevice(API::SApiDeviceData _devData)
+{
+    const QByteArray &payload = _devData.data;
+    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::Parse_Data_from_Device] Recived data [%1] from device "
+                                    "[%2].")
+                             .arg(QString::fromLatin1(payload.toHex()), _devData.devEui));
+    if (payload.isEmpty())
+        return;
+
+    const SChunkLayout layout = qint8(payload.at(0)) == kShiftedFrameType ? kShiftedChunkLayout : kChunkLayout;
+    CDeviceHandler::SChunkInfo info;
+    info.size = quint8(byteAt(payload, layout.sizeOffset) + byteAt(payload, layout.sizeOffset + 1));
+    info.current = quint8(byteAt(payload, layout.lengthOffset + 1) + 1);
+    info.total = byteAt(payload, layout.lengthOffset + 2);
+    const qint8 length = qint8(byteAt(payload, layout.lengthOffset));
+    const QByteArray chunk = payload.mid(layout.lengthOffset + 3, length);
+
+    CDeviceHandler *handler = m_tcpHandlers.value(m_tcpDevices.value(_devData.devEui));
+    if (handler)
+        handler->sendTCPData(chunk, info);
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "database/dbtypes.h"
+#include "devices/devicetemplate.h"
+#include "devices/tcpdevicetemplate.h"
+#include "server/apitypes.h"
+
+#include <QColor>
+#include <QList>
+#include <QMap>
+#include <QMutex>
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+class CDeviceHandler;
+
+// What the forms and delegates show of a template.
+struct STemplateInfo
+{
+    QString appEui;
+    QString devType;
+    QColor color;   // invalid for an unknown template
+};
+
+// The hub of the data path: it loads the templates from "deviceFolder", knows
+// every published device and its port, owns the port listeners, and sends each
+// uplink to the decoder (ModBus devices) or to the TCP bridge (TCP devices).
+class CAllDeviceHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Made, and the templates loaded, at the first call; never destroyed.
+    static CAllDeviceHandler *getInstance();
+
+    // Template summaries by ascending application EUI.
+    QList<STemplateInfo> deviceTemplates() const;
+    QList<STemplateInfo> tcpDeviceTemplates() const;
+    bool hasTemplate(const QString &appEui) const;
+    bool hasTcpTemplate(const QString &appEui) const;
+    // Empty texts and an invalid colour for an unknown EUI.
+    STemplateInfo templateInfo(const QString &appEui) const;
+    STemplateInfo tcpTemplateInfo(const QString &appEui) const;
+    // The registers a new device of this kind gets; empty for an unknown EUI.
+    DB::SDeviceRegMapDescription registerMap(const QString &appEui) const;
+    // The protocol of the listener on the port (ModBus first), or none.
+    std::optional<ProtocolOption> portProtocol(quint16 port) const;
+
+signals:
+    void newDataForDevice(QString _devEui);
+
+public slots:
+    void init();
+    void initTCP(QString FilePath);
+    void processDataSlot(API::SApiDeviceData _devData);
+    void parsingDataFromDevice(API::SApiDeviceData _devData);
+    void addNewDevice(DB::SDeviceRegMapDescription _devInfo, ProtocolOption Protocol);
+    void removeDevice(QString _devEui, quint16 _port);
+    void newPacketReceivedSlot(API::SApiDeviceData _devData);
+    // Moves the listener of a TCP device, with every client, to the new port.
+    void updatePortRegisteredDevice(DB::SDeviceRegMapDescription _devInfo, quint16 OldPort);
+
+private:
+    CAllDeviceHandler();
+
+    void loadTemplateFile(const QString &fileName, const QString &filePath);
+
+    QMap<QString, SDeviceTemplate> m_templates;
+    QMap<quint16, CDeviceHandler *> m_modbusHandlers;
+    QMap<QString, DB::SDeviceRegMapDescription> m_modbusDevices;
+    QMap<QString, STCPDeviceTemplate> m_tcpTemplates;
+    QMap<quint16, CDeviceHandler *> m_tcpHandlers;
+    QMap<QString, quint16> m_tcpDevices;
+    mutable QMutex m_mutex;
+
+    static CAllDeviceHandler *m_instance;
+};

@@ -1,0 +1,130 @@
+#include "cdevicehandler.h"
+
+#include "cconnectionhandler.h"
+#include "core/clogfile.h"
+
+#include <QDebug>
+#include <QTimer>
+
+namespace {
+constexpr int kMessageWaitMs = 90000;
+constexpr int kMaxMessageSize = 600;
+} // namespace
+
+CDeviceHandler::CDeviceHandler(quint16 port, ProtocolOption protocol, const QString &devEui, QObject *parent)
+    : QTcpServer(parent)
+    , m_port(port)
+    , m_firstDevEui(devEui)
+    , m_protocol(protocol)
+    , m_waitTimer(new QTimer(this))
+{
+    // A port that is taken gives a listener that never accepts; the forms test
+    // a port before they offer it.
+    listen(QHostAddress::Any, m_port);
+    m_waitTimer->setInterval(kMessageWaitMs);
+    connect(m_waitTimer, &QTimer::timeout, this, &CDeviceHandler::waitingTimeout);
+}
+
+CDeviceHandler::~CDeviceHandler()
+{
+    for (CConnectionHandler *connection : qAsConst(m_connections))
+        connection->close();
+    QTcpServer::close();
+    // The connections leave the list in their destructors, so they must go
+    // while the list still exists.
+    qDeleteAll(findChildren<CConnectionHandler *>(QString(), Qt::FindDirectChildrenOnly));
+    m_connections.clear();
+}
+
+void CDeviceHandler::appendDevice(QString _devEui)
+{
+    if (m_devices.contains(_devEui)) {
+        qDebug().noquote() << QStringLiteral("[CDeviceHandler::appendDevice] Device [%1] already exist!").arg(_devEui);
+        return;
+    }
+    m_devices.append(_devEui);
+}
+
+void CDeviceHandler::removeDevice(QString _devEui)
+{
+    m_devices.removeAll(_devEui);
+}
+
+void CDeviceHandler::changePort(quint16 port)
+{
+    if (port == m_port) {
+        qDebug().noquote() << QStringLiteral("[CDeviceHandler::appendDevice] Port [%1] is listening!").arg(port);
+        return;
+    }
+    m_port = port;
+    const QList<CConnectionHandler *> dropped = m_connections;
+    m_connections.clear();
+    for (CConnectionHandler *connection : dropped)
+        connection->close();
+    QTcpServer::close();
+    listen(QHostAddress::Any, m_port);
+}
+
+void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
+{
+    if (socketDescriptor <= 0)
+        return;
+    auto *connection = new CConnectionHandler(m_port, m_protocol, m_firstDevEui, m_connections, this);
+    connection->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+}
+
+void CDeviceHandler::sendTCPData(const QByteArray &chunk, SChunkInfo info)
+{
+    if (m_connections.isEmpty())
+        return;
+
+    qDebug().noquote() << QStringLiteral("[CDeviceHandler::sendTCPData] Build data [%1] for sending to TCP port. "
+                                         "Current number pkt -[%2] total number pkt -[%3]")
+                                  .arg(QString::fromLatin1(chunk.toHex()))
+                                  .arg(info.current)
+                                  .arg(info.total);
+    m_waitTimer->start();
+    if (info.current < info.total) {
+        m_tcpBuffer.append(chunk);
+        return;
+    }
+    if (info.current > info.total)
+        return;
+
+    m_waitTimer->stop();
+    m_tcpBuffer.append(chunk);
+    if (m_tcpBuffer.size() > kMaxMessageSize) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package size from device %1 is exceeded! "
+                                        "The maximum size should be no more than 600 bytes.")
+                                 .arg(m_firstDevEui));
+        m_tcpBuffer.clear();
+        return;
+    }
+    if (m_tcpBuffer.size() != info.size) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device %1 has been damaged "
+                                        "or lost! Total packet size is [%2], received packet size is [%3]. "
+                                        "Data discarded.")
+                                 .arg(m_firstDevEui)
+                                 .arg(info.size)
+                                 .arg(m_tcpBuffer.size()));
+        m_tcpBuffer.clear();
+        return;
+    }
+    deliverMessage();
+}
+
+void CDeviceHandler::deliverMessage()
+{
+    for (CConnectionHandler *connection : qAsConst(m_connections))
+        connection->sendTCPDataToSocket(m_tcpBuffer);
+    m_tcpBuffer.clear();
+}
+
+void CDeviceHandler::waitingTimeout()
+{
+    CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler::waitingTimeout] Package from device %1 has been damaged "
+                                    "or lost! Waiting timeout. Data discarded.")
+                             .arg(m_firstDevEui));
+    m_tcpBuffer.clear();
+    m_waitTimer->stop();
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "database/dbtypes.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QStringList>
+#include <QTcpServer>
+
+class CConnectionHandler;
+class QTimer;
+
+// The listener of one published port, shared by every device on it. Each
+// accepted client gets a CConnectionHandler; on a port of TCP devices the
+// listener also joins the chunks of a device's message before handing it to
+// every client.
+class CDeviceHandler : public QTcpServer
+{
+    Q_OBJECT
+
+public:
+    // Where a chunk stands in its message.
+    struct SChunkInfo
+    {
+        quint8 current = 0;     // chunk number raised by one: the last equals total
+        quint8 total = 0;
+        quint16 size = 0;       // stated size of the whole message
+    };
+
+    CDeviceHandler(quint16 port, ProtocolOption protocol, const QString &devEui, QObject *parent = nullptr);
+    ~CDeviceHandler() override;
+
+    quint16 listenPort() const { return m_port; }
+    const QStringList &devices() const { return m_devices; }
+    const QList<CConnectionHandler *> &connections() const { return m_connections; }
+
+    // Drops every client of the old port and listens on the new one.
+    void changePort(quint16 port);
+    void sendTCPData(const QByteArray &chunk, SChunkInfo info);
+
+public slots:
+    void waitingTimeout();
+    void appendDevice(QString _devEui);
+    void removeDevice(QString _devEui);
+
+protected:
+    void incomingConnection(qintptr socketDescriptor) override;
+
+private:
+    void deliverMessage();
+
+    quint16 m_port = 0;
+    QStringList m_devices;
+    QList<CConnectionHandler *> m_connections;
+    QString m_firstDevEui;
+    ProtocolOption m_protocol = ProtocolOption::ModBus;
+    QByteArray m_tcpBuffer;
+    QTimer *m_waitTimer = nullptr;
+};
