@@ -5,6 +5,9 @@
 #include "devices/calldevicehandler.h"
 #include "server/apitypes.h"
 #include "server/cserverhandler.h"
+#include "ui/caddnewdeviceform.h"
+#include "ui/ceditdeviceform.h"
+#include "ui/mainwindow.h"
 #include "ui/theme.h"
 
 #include <QApplication>
@@ -56,5 +59,13 @@ int main(int argc, char *argv[])
     QObject::connect(CServerHandler::getInstance(), &CServerHandler::newPacketReceived, allDeviceHandler,
                      &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
 
+    CAddNewDeviceForm *addNewDeviceForm = CAddNewDeviceForm::getInstance();
+    QObject::connect(CServerHandler::getInstance(), &CServerHandler::getDevicesListResp, addNewDeviceForm,
+                     &CAddNewDeviceForm::getDevicesListRespSlot, Qt::QueuedConnection);
+    // Both dialogs exist before the window that connects to them.
+    CEditDeviceForm::getInstance();
+
+    MainWindow window;
+    window.show();
     return app.exec();
 }

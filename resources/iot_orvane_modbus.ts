@@ -2,10 +2,101 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU" sourcelanguage="en">
 <context>
+    <name>CAbstractDeviceForm</name>
+    <message>
+        <source>Add new device interface</source>
+        <translation>Добавить новый интерфейс устройства</translation>
+    </message>
+    <message>
+        <source>Start address for registers:</source>
+        <translation>Начальный адрес регистров:</translation>
+    </message>
+    <message>
+        <source>Invalid TCP port (is used or unsupported)</source>
+        <translation>Недопустимый TCP-порт (занят или не поддерживается)</translation>
+    </message>
+    <message>
+        <source>Empty start address</source>
+        <translation>Не указан начальный адрес</translation>
+    </message>
+    <message>
+        <source>Device's registers</source>
+        <translation>Регистры устройства</translation>
+    </message>
+    <message>
+        <source>Connection parameters</source>
+        <translation>Параметры подключения</translation>
+    </message>
+    <message>
+        <source>TCP port for device:</source>
+        <translation>TCP-порт устройства:</translation>
+    </message>
+    <message>
+        <source>Accessible devices</source>
+        <translation>Доступные устройства</translation>
+    </message>
+    <message>
+        <source>Registered device type</source>
+        <translation>Зарегистрированные типы устройств</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>ОК</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Отмена</translation>
+    </message>
+</context>
+<context>
     <name>CAbstractPanelButton</name>
     <message>
         <source>CAbstractPanelButton { background-color: rgba(%1, %2, %3, %4);}</source>
         <translation>CAbstractPanelButton { background-color: rgba(%1, %2, %3, %4);}</translation>
+    </message>
+</context>
+<context>
+    <name>CAddNewDeviceForm</name>
+    <message>
+        <source>WAITING...</source>
+        <translation>ОЖИДАНИЕ...</translation>
+    </message>
+    <message>
+        <source>EMPTY LIST OF
+KNOWN DEVICE TYPES</source>
+        <translation>ПУСТОЙ СПИСОК
+ИЗВЕСТНЫХ ТИПОВ УСТРОЙСТВ</translation>
+    </message>
+    <message>
+        <source>SERVER TIMEOUT</source>
+        <translation>СЕРВЕР НЕ ОТВЕЧАЕТ</translation>
+    </message>
+    <message>
+        <source>EMPTY DEVICE LIST
+FROM SERVER</source>
+        <translation>ПУСТОЙ СПИСОК УСТРОЙСТВ
+НА СЕРВЕРЕ</translation>
+    </message>
+    <message>
+        <source>NOT NEW DEVICES
+ALL DEVICES ALREADY REGISTERED</source>
+        <translation>НЕТ НОВЫХ УСТРОЙСТВ
+ВСЕ УСТРОЙСТВА УЖЕ ЗАРЕГИСТРИРОВАНЫ</translation>
+    </message>
+    <message>
+        <source>Add new device status</source>
+        <translation>Статус добавления нового устройства</translation>
+    </message>
+    <message>
+        <source>Device is not added! See LOG-file for more details</source>
+        <translation>Устройство не добавлено! Подробности в LOG-файле</translation>
+    </message>
+</context>
+<context>
+    <name>CEditDeviceForm</name>
+    <message>
+        <source>Edit device's parameters interface</source>
+        <translation>Редактирование параметров интерфейса устройства</translation>
     </message>
 </context>
 <context>
@@ -83,6 +174,89 @@ TEXT value!</source>
     <message>
         <source>Сохранить</source>
         <translation>Сохранить</translation>
+    </message>
+</context>
+<context>
+    <name>MainWindow</name>
+    <message>
+        <source>%1</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>Server authorization</source>
+        <translation>Авторизация</translation>
+    </message>
+    <message>
+        <source>://</source>
+        <translation>://</translation>
+    </message>
+    <message>
+        <source>:</source>
+        <translation>:</translation>
+    </message>
+    <message>
+        <source>Login:</source>
+        <translation>Логин:</translation>
+    </message>
+    <message>
+        <source>Password:</source>
+        <translation>Пароль:</translation>
+    </message>
+    <message>
+        <source>Connection state...</source>
+        <translation>Состояние подключения...</translation>
+    </message>
+    <message>
+        <source>Connect</source>
+        <translation>Подлкючиться</translation>
+    </message>
+    <message>
+        <source>Add new device from server</source>
+        <translation>Добавление нового устройства с сервера</translation>
+    </message>
+    <message>
+        <source>Edit device parametrs</source>
+        <translation>Редактирование параметров устройства</translation>
+    </message>
+    <message>
+        <source>Delete device</source>
+        <translation>Удалить устройство</translation>
+    </message>
+    <message>
+        <source>Device [UNKNOWN]</source>
+        <translation>Устройство [НЕИЗВЕСТНО]</translation>
+    </message>
+    <message>
+        <source>ModBus-TCP parameters</source>
+        <translation>Параметры ModBus-TCP</translation>
+    </message>
+    <message>
+        <source>Device ID:</source>
+        <translation>ID устройства:</translation>
+    </message>
+    <message>
+        <source>ANY VALID VALUE</source>
+        <translation>ЛЮБОЕ ДОПУСТИМОЕ ЗНАЧЕНИЕ</translation>
+    </message>
+    <message>
+        <source>TCP port:</source>
+        <translation>TCP-порт:</translation>
+    </message>
+    <message>
+        <source>Begin register:</source>
+        <translation>Начальный регистр:</translation>
+    </message>
+    <message>
+        <source>Device:%1 [%2]</source>
+        <translation>Устройство:%1 [%2]</translation>
+    </message>
+    <message>
+        <source>Add new ModBUS device interface</source>
+        <translation>Добавить новый ModBus интерфейс устройства</translation>
+    </message>
+    <message>
+        <source>Add new TCP device interface</source>
+        <translation>Добавить новый TCP интерфейс устройства</translation>
     </message>
 </context>
 </TS>

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "core/clogfile.h"
+#include "core/constants.h"
+#include "core/csettings.h"
+#include "database/cdatabasehandler.h"
+#include "devices/calldevicehandler.h"
+#include "fakenetworkserver.h"
+#include "server/cserverhandler.h"
+#include "ui/caddnewdeviceform.h"
+#include "ui/ceditdeviceform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
+#include <QThread>
+
+// The program's singletons made in the order of its start-up, in the current
+// working directory, with the sample templates copied into "deviceFolder".
+// The store runs on its own thread, which ends with this object.
+class ProgramCore
+{
+public:
+    explicit ProgramCore(const QString &templatesDir)
+    {
+        QDir().mkdir(FileName::deviceFolder);
+        const QDir samples(templatesDir);
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name));
+
+        qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
+        qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");
+        registerApiMetaTypes();
+        CSettings::getInstance(FileName::settings);
+        CLogFile::getInstance(FileName::logBase, QString());
+        CServerHandler *server = CServerHandler::getInstance();
+        CDataBaseHandler::getInstance()->moveToThread(&m_storeThread);
+        m_storeThread.start();
+        QObject::connect(server, &CServerHandler::newPacketReceived, CAllDeviceHandler::getInstance(),
+                         &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
+        QObject::connect(server, &CServerHandler::getDevicesListResp, CAddNewDeviceForm::getInstance(),
+                         &CAddNewDeviceForm::getDevicesListRespSlot, Qt::QueuedConnection);
+        CEditDeviceForm::getInstance();
+    }
+
+    ~ProgramCore()
+    {
+        m_storeThread.quit();
+        m_storeThread.wait();
+    }
+
+    ProgramCore(const ProgramCore &) = delete;
+    ProgramCore &operator=(const ProgramCore &) = delete;
+
+    // Stores a device with the registers of its template, as the add form does.
+    static bool storeDevice(const QString &devEui, const QString &appEui, const QString &name, quint32 startAddr,
+                            quint16 port, ProtocolOption protocol)
+    {
+        DB::SDeviceRegMapDescription device;
+        if (protocol == ProtocolOption::ModBus)
+            device = CAllDeviceHandler::getInstance()->registerMap(appEui);
+        device.devEui = devEui;
+        device.appEui = appEui;
+        device.name = name;
+        device.startAddr = startAddr;
+        device.port = port;
+        return CDataBaseHandler::getInstance()->registerNewDevice(device, protocol);
+    }
+
+    static void storeServerSettings(const FakeNetworkServer &server, const QString &login)
+    {
+        CSettings::writeValue(QStringLiteral("server/ip"), server.url().host());
+        CSettings::writeValue(QStringLiteral("server/port"), QString::number(server.url().port()));
+        CSettings::writeValue(QStringLiteral("server/login"), login);
+        CSettings::writeValue(QStringLiteral("server/password"), QStringLiteral("secret"));
+    }
+
+    static void pushUplink(FakeNetworkServer &server, const QString &devEui, const QString &hexPayload)
+    {
+        server.push(QJsonObject{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", devEui}, {"ts", 1700000000123LL},
+                                {"gatewayId", "0011223344556677"}, {"ack", false}, {"fcnt", 7}, {"port", 2},
+                                {"data", hexPayload}, {"freq", 868100000}, {"dr", 5}, {"rssi", -80}, {"snr", 7.25}});
+    }
+
+private:
+    QThread m_storeThread;
+};

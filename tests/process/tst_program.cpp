@@ -1,0 +1,89 @@
+#include "programcore.h"
+#include "testnet.h"
+#include "testworkdir.h"
+
+#include <QProcess>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QString kBoiler = QStringLiteral("70B3D5000000C001");
+// Function 3, one register at 1010: the temperature of a device starting at 1000.
+const QByteArray kReadTemperature = QByteArray::fromHex("000100000006010303f20001");
+
+// The one register's word from the answer, or -1 without a full answer.
+int readRegister(quint16 port)
+{
+    const auto client = connectClient(port);
+    if (!client)
+        return -1;
+    client->write(kReadTemperature);
+    if (!QTest::qWaitFor([&client] { return client->bytesAvailable() >= 11; }, 5000))
+        return -1;
+    const QByteArray answer = client->readAll();
+    return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
+}
+
+} // namespace
+
+// The shipped program in a working folder of its own: it logs in to the
+// network server of the test, decodes a pushed uplink and serves the value to
+// a ModBus client.
+class TestProgram : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void servesDecodedUplinkOverModbus();
+
+private:
+    TestWorkDir m_workDir;
+    std::unique_ptr<ProgramCore> m_core;
+    FakeNetworkServer m_server;
+    QProcess m_program;
+    quint16 m_port = 0;
+};
+
+void TestProgram::initTestCase()
+{
+    // The folder is prepared with the program's own parts, then left to the program.
+    m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+    ProgramCore::storeServerSettings(m_server, QStringLiteral("operator"));
+    m_port = freePort();
+    QVERIFY(ProgramCore::storeDevice(kBoiler, QStringLiteral("F1A7C0DE00000101"), QStringLiteral("Boiler room"), 1000,
+                                     m_port, ProtocolOption::ModBus));
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    m_program.setProcessEnvironment(environment);
+    m_program.setWorkingDirectory(m_workDir.path());
+    m_program.setStandardErrorFile(QProcess::nullDevice());
+    m_program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
+    QVERIFY(m_program.waitForStarted());
+}
+
+void TestProgram::cleanupTestCase()
+{
+    m_program.kill();
+    m_program.waitForFinished();
+    m_core.reset();
+}
+
+void TestProgram::servesDecodedUplinkOverModbus()
+{
+    QTRY_COMPARE_WITH_TIMEOUT(m_server.receivedWithCmd(QStringLiteral("auth_req")).size(), 1, 20000);
+    QVERIFY(m_server.receivedWithCmd(QStringLiteral("auth_req")).at(0).contains(QStringLiteral("operator")));
+    QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0, 10000);
+
+    // Temperature 23.5 °C in tenths.
+    ProgramCore::pushUplink(m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
+    QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0x00eb, 10000);
+    QCOMPARE(m_program.state(), QProcess::Running);
+}
+
+QTEST_MAIN(TestProgram)
+#include "tst_program.moc"
