@@ -18,6 +18,7 @@
 #include <QTranslator>
 
 #include <clocale>
+#include <cstdlib>
 
 int main(int argc, char *argv[])
 {
@@ -48,6 +49,12 @@ int main(int argc, char *argv[])
     CServerHandler::getInstance();
 
     CDataBaseHandler *dataBaseHandler = CDataBaseHandler::getInstance();
+    if (!dataBaseHandler) {
+        // Without its store the bridge has nothing to serve: stop rather than
+        // run half-built, once the queued log line has reached the file.
+        QCoreApplication::processEvents();
+        return EXIT_FAILURE;
+    }
     // The store keeps its own thread for the whole run; nothing stops it.
     QThread *dataBaseThread = new QThread(nullptr);
     dataBaseHandler->moveToThread(dataBaseThread);

@@ -39,6 +39,7 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void servesDecodedUplinkOverModbus();
+    void stopsWhenStoreCannotOpen();
 
 private:
     TestWorkDir m_workDir;
@@ -83,6 +84,26 @@ void TestProgram::servesDecodedUplinkOverModbus()
     ProgramCore::pushUplink(m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
     QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0x00eb, 10000);
     QCOMPARE(m_program.state(), QProcess::Running);
+}
+
+void TestProgram::stopsWhenStoreCannotOpen()
+{
+    QTemporaryDir folder;
+    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("server.db")));
+    QProcess program;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    program.setProcessEnvironment(environment);
+    program.setWorkingDirectory(folder.path());
+    program.setStandardErrorFile(QProcess::nullDevice());
+    program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
+    QVERIFY(program.waitForFinished(20000));
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 1);
+
+    QFile log(QDir(folder.path()).filePath(QStringLiteral("history.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QVERIFY(log.readAll().contains("CRITICAL_ERROR! Data base hasn't been created/opened!"));
 }
 
 QTEST_MAIN(TestProgram)
