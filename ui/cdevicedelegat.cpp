@@ -1,17 +1,16 @@
 #include "cdevicedelegat.h"
 
+#include "cardpainting.h"
 #include "devices/calldevicehandler.h"
 #include "ui/theme.h"
 
 #include <QDebug>
 #include <QHash>
 #include <QPainter>
-#include <QPainterPath>
 
 namespace {
 constexpr int kWidth = 100;
 constexpr int kHeight = 30;
-constexpr qreal kCornerRadius = 4;
 constexpr int kInset = 2;
 constexpr int kTitlePixelSize = 12;
 constexpr int kDetailPixelSize = 9;
@@ -51,15 +50,6 @@ QColor cardColor(const QColor &templateColor, QStyle::State state)
         return QColor(color.red(), color.green(), color.blue(), kActiveAlpha);
     return QColor(int(color.red() / kIdleDarkening), int(color.green() / kIdleDarkening),
                   int(color.blue() / kIdleDarkening), kIdleAlpha);
-}
-
-void setFont(QPainter *painter, int pixelSize, const QColor &color)
-{
-    QFont font = painter->font();
-    font.setWeight(QFont::Bold);
-    font.setPixelSize(pixelSize);
-    painter->setFont(font);
-    painter->setPen(QPen(color));
 }
 
 QString cell(const QModelIndex &index, int column)
@@ -103,23 +93,17 @@ void CDeviceDelegat::paint(QPainter *painter, const QStyleOptionViewItem &option
 
     const STemplateInfo info = cachedTemplate(cell(index, AppEuiColumn), m_mode);
 
-    painter->save();
-    painter->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter->setPen(Qt::NoPen);
-
     const QRect &rect = option.rect;
-    QPainterPath card;
-    card.addRoundedRect(QRectF(rect), kCornerRadius, kCornerRadius, Qt::AbsoluteSize);
-    painter->fillPath(card, cardColor(info.color, option.state));
+    CardPainting::beginCard(painter, rect, cardColor(info.color, option.state));
 
     const int firstLine = rect.top() + kInset;
-    setFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
+    CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
     const int lineHeight = drawLine(painter, rect, firstLine, cell(index, NameColumn), Qt::AlignLeft);
     if (m_mode == TcpMode)
         drawLine(painter, rect, firstLine, cell(index, PortColumn), Qt::AlignRight);
 
     const int secondLine = rect.top() + lineHeight + kInset;
-    setFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
+    CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
     drawLine(painter, rect, secondLine, cell(index, DevEuiColumn), Qt::AlignLeft);
     drawLine(painter, rect, secondLine, info.devType, Qt::AlignRight);
 

@@ -1,5 +1,6 @@
 #include "cregisterdelegat.h"
 
+#include "cardpainting.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "ui/registercolumn.h"
@@ -8,13 +9,11 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QPainter>
-#include <QPainterPath>
 #include <QtEndian>
 
 namespace {
 constexpr int kWidth = 100;
 constexpr int kHeight = 40;
-constexpr qreal kCornerRadius = 4;
 constexpr int kInset = 2;
 constexpr int kTitlePixelSize = 12;
 constexpr int kDetailPixelSize = 9;
@@ -50,15 +49,6 @@ QString withUnit(const QString &number, const QString &unit)
 {
     return unit.isEmpty() ? number : number + QStringLiteral(" [%1]").arg(unit);
 }
-
-void setFont(QPainter *painter, int pixelSize, const QColor &color)
-{
-    QFont font = painter->font();
-    font.setWeight(QFont::Bold);
-    font.setPixelSize(pixelSize);
-    painter->setFont(font);
-    painter->setPen(QPen(color));
-}
 } // namespace
 
 CRegisterDelegat::CRegisterDelegat(QObject *parent)
@@ -74,19 +64,13 @@ void CRegisterDelegat::paint(QPainter *painter, const QStyleOptionViewItem &opti
         return;
     }
 
-    painter->save();
-    painter->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter->setPen(Qt::NoPen);
-
     const QRect &rect = option.rect;
-    QPainterPath card;
-    card.addRoundedRect(QRectF(rect), kCornerRadius, kCornerRadius, Qt::AbsoluteSize);
-    painter->fillPath(card, cardColor(option, index.row()));
+    CardPainting::beginCard(painter, rect, cardColor(option, index.row()));
 
     const int left = rect.left() + kInset;
     const int width = rect.width() - 2 * kInset;
 
-    setFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
+    CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
     const QString name = cell(index, RegisterColumn::Name).toString();
     const int lineHeight = painter->fontMetrics().boundingRect(name).height();
     painter->drawText(QRect(left, rect.top() + kInset, width, lineHeight), Qt::AlignLeft, name);
@@ -95,10 +79,10 @@ void CRegisterDelegat::paint(QPainter *painter, const QStyleOptionViewItem &opti
                       Qt::AlignRight, range);
 
     const int secondLine = rect.top() + lineHeight + kInset;
-    setFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
+    CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
     painter->drawText(QRect(left, secondLine, width, kReceptionHeight), Qt::AlignLeft, receptionText(index));
 
-    setFont(painter, kTitlePixelSize, QC_GLOB_GREEN2_D1);
+    CardPainting::setBoldFont(painter, kTitlePixelSize, QC_GLOB_GREEN2_D1);
     painter->drawText(QRect(left, secondLine, width, kValueHeight), Qt::AlignRight, valueText(index));
 
     painter->restore();

@@ -1,5 +1,6 @@
 #include "csimpleregisterdelegat.h"
 
+#include "cardpainting.h"
 #include "core/constants.h"
 #include "ui/cregisterdelegat.h"
 #include "ui/csimpleregistereditwidget.h"
@@ -8,12 +9,11 @@
 
 #include <QDebug>
 #include <QPainter>
-#include <QPainterPath>
 
 namespace {
+constexpr qreal kBadgeRadius = 4;
 constexpr int kWidth = 200;
 constexpr int kHeight = 65;
-constexpr qreal kCornerRadius = 4;
 constexpr int kInset = 2;
 constexpr int kTitlePixelSize = 12;
 constexpr int kDetailPixelSize = 9;
@@ -47,14 +47,6 @@ QString decimalText(const QVariant &value)
     return QStringLiteral("%1").arg(value.toDouble(), 0, 'f', kDecimals);
 }
 
-void setFont(QPainter *painter, int pixelSize, const QColor &color)
-{
-    QFont font = painter->font();
-    font.setWeight(QFont::Bold);
-    font.setPixelSize(pixelSize);
-    painter->setFont(font);
-    painter->setPen(QPen(color, 0));
-}
 } // namespace
 
 CSimpleRegisterDelegat::CSimpleRegisterDelegat(QObject *parent)
@@ -71,14 +63,8 @@ void CSimpleRegisterDelegat::paint(QPainter *painter, const QStyleOptionViewItem
         return;
     }
 
-    painter->save();
-    painter->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter->setPen(Qt::NoPen);
-
     const QRect &rect = option.rect;
-    QPainterPath card;
-    card.addRoundedRect(QRectF(rect), kCornerRadius, kCornerRadius, Qt::AbsoluteSize);
-    painter->fillPath(card, CRegisterDelegat::cardColor(option, index.row()));
+    CardPainting::beginCard(painter, rect, CRegisterDelegat::cardColor(option, index.row()));
 
     paintHeader(painter, rect, index);
     paintParameters(painter, rect, index);
@@ -137,7 +123,7 @@ void CSimpleRegisterDelegat::paintHeader(QPainter *painter, const QRect &rect, c
 {
     const int top = rect.top() + kInset;
 
-    setFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
+    CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
     const QString name = cell(index, RegisterColumn::Name).toString();
     painter->drawText(QRect(rect.left() + kInset, top, rect.width() - 2 * kInset,
                             painter->fontMetrics().boundingRect(name).height()),
@@ -146,9 +132,9 @@ void CSimpleRegisterDelegat::paintHeader(QPainter *painter, const QRect &rect, c
     const QRect badge(rect.left() + rect.width() - kBadgeWidth - kInset, top, kBadgeWidth, kHeaderHeight);
     painter->setPen(QPen(QC_GLOB_GREEN1_D2, 1));
     painter->setBrush(QC_GLOB_GREEN1_D2);
-    painter->drawRoundedRect(badge, kCornerRadius, kCornerRadius);
+    painter->drawRoundedRect(badge, kBadgeRadius, kBadgeRadius);
     painter->setBrush(Qt::NoBrush);
-    setFont(painter, kDetailPixelSize, QC_GLOB_WHITE1);
+    CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_WHITE1);
     const bool fromServer = cell(index, RegisterColumn::Source).toInt() == 0;
     painter->drawText(badge, Qt::AlignCenter, fromServer ? QStringLiteral("SERVER") : QStringLiteral("DEVICE"));
 
@@ -160,10 +146,10 @@ void CSimpleRegisterDelegat::paintHeader(QPainter *painter, const QRect &rect, c
     const int biasWidth = painter->fontMetrics().horizontalAdvance(bias);
     const int right = rect.left() + rect.width();
 
-    setFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
+    CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
     painter->drawText(QRect(right - kNumberOffset - numberWidth, top, rect.width() / 2, kHeaderHeight),
                       kLeftCentred, number);
-    setFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
+    CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
     painter->drawText(QRect(right - kBiasOffset - numberWidth - biasWidth, top, rect.width() / 2, kHeaderHeight),
                       kLeftCentred, bias);
 
@@ -186,11 +172,11 @@ void CSimpleRegisterDelegat::paintParameters(QPainter *painter, const QRect &rec
     const int halfWidth = rect.width() / 2;
     int y = rect.top() + kParametersTop;
     for (const QPair<QString, QString> &parameter : parameters) {
-        setFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
+        CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
         const int nameWidth = painter->fontMetrics().horizontalAdvance(parameter.first);
         painter->drawText(QRect(rect.left() + kInset, y, halfWidth, kParameterHeight), kLeftCentred,
                           parameter.first);
-        setFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
+        CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
         painter->drawText(QRect(rect.left() + nameWidth + kInset, y, halfWidth, kParameterHeight), kLeftCentred,
                           parameter.second);
         y += kParameterStep;
