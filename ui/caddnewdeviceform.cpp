@@ -1,5 +1,6 @@
 #include "caddnewdeviceform.h"
 
+#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
@@ -19,12 +20,6 @@
 namespace {
 constexpr int kStatusPage = 0;
 constexpr int kListPage = 1;
-
-enum EDeviceColumn {
-    NameColumn = 1,
-    AppEuiColumn = 2,
-    DevEuiColumn = 3,
-};
 
 // A device of the server that was watched while debugging its decoding.
 const QString kMarkedAppEui = QStringLiteral("c3e1b3f24039c364").toUpper();
@@ -119,15 +114,16 @@ void CAddNewDeviceForm::appendServerDevice(const API::SServerDeviceInfo &device)
 {
     const int row = m_deviceModel->rowCount();
     m_deviceModel->insertRow(row);
-    setCell(m_deviceModel, row, DevEuiColumn, device.devEui);
-    setCell(m_deviceModel, row, NameColumn, device.devName);
-    setCell(m_deviceModel, row, AppEuiColumn, device.appEui);
+    setCell(m_deviceModel, row, DeviceColumn::DevEui, device.devEui);
+    setCell(m_deviceModel, row, DeviceColumn::Name, device.devName);
+    setCell(m_deviceModel, row, DeviceColumn::AppEui, device.appEui);
     qDebug() << device.devEui << device.devName << device.appEui;
 }
 
 void CAddNewDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
 {
-    const QString appEui = cell(m_deviceSearchModel, m_deviceList->currentIndex().row(), AppEuiColumn).toString();
+    const int row = m_deviceList->currentIndex().row();
+    const QString appEui = cell(m_deviceSearchModel, row, DeviceColumn::AppEui).toString();
     // Another device of the same type keeps the register list and its edits.
     if (appEui == m_selectedAppEui)
         return;
@@ -170,8 +166,8 @@ DB::SDeviceRegMapDescription CAddNewDeviceForm::chosenDevice() const
 {
     const int row = m_deviceList->currentIndex().row();
     DB::SDeviceRegMapDescription device;
-    device.devEui = cell(m_deviceSearchModel, row, DevEuiColumn).toString();
-    device.name = cell(m_deviceSearchModel, row, NameColumn).toString();
+    device.devEui = cell(m_deviceSearchModel, row, DeviceColumn::DevEui).toString();
+    device.name = cell(m_deviceSearchModel, row, DeviceColumn::Name).toString();
     device.appEui = m_selectedAppEui;
     device.startAddr = quint32(m_startAddrEdit->text().toInt());
     device.port = quint32(m_portEdit->text().toInt());

@@ -1,5 +1,6 @@
 #include "cdevicedelegat.h"
 
+#include "ui/devicecolumn.h"
 #include "cardpainting.h"
 #include "devices/calldevicehandler.h"
 #include "ui/theme.h"
@@ -19,13 +20,6 @@ constexpr int kTcpColumns = 5;
 constexpr int kIdleAlpha = 60;
 constexpr int kActiveAlpha = 150;
 constexpr double kIdleDarkening = 1.3;
-
-enum EColumn {
-    NameColumn = 1,
-    AppEuiColumn = 2,
-    DevEuiColumn = 3,
-    PortColumn = 4,
-};
 
 // Templates are read once at start-up, so a looked-up record never changes;
 // unknown EUIs are kept too, so that a repaint never asks twice.
@@ -91,20 +85,20 @@ void CDeviceDelegat::paint(QPainter *painter, const QStyleOptionViewItem &option
         return;
     }
 
-    const STemplateInfo info = cachedTemplate(cell(index, AppEuiColumn), m_mode);
+    const STemplateInfo info = cachedTemplate(cell(index, DeviceColumn::AppEui), m_mode);
 
     const QRect &rect = option.rect;
     CardPainting::beginCard(painter, rect, cardColor(info.color, option.state));
 
     const int firstLine = rect.top() + kInset;
     CardPainting::setBoldFont(painter, kTitlePixelSize, QCT_GLOB_BLUE1_D2);
-    const int lineHeight = drawLine(painter, rect, firstLine, cell(index, NameColumn), Qt::AlignLeft);
+    const int lineHeight = drawLine(painter, rect, firstLine, cell(index, DeviceColumn::Name), Qt::AlignLeft);
     if (m_mode == TcpMode)
-        drawLine(painter, rect, firstLine, cell(index, PortColumn), Qt::AlignRight);
+        drawLine(painter, rect, firstLine, cell(index, DeviceColumn::Port), Qt::AlignRight);
 
     const int secondLine = rect.top() + lineHeight + kInset;
     CardPainting::setBoldFont(painter, kDetailPixelSize, QC_GLOB_LILAC1_D2);
-    drawLine(painter, rect, secondLine, cell(index, DevEuiColumn), Qt::AlignLeft);
+    drawLine(painter, rect, secondLine, cell(index, DeviceColumn::DevEui), Qt::AlignLeft);
     drawLine(painter, rect, secondLine, info.devType, Qt::AlignRight);
 
     painter->restore();

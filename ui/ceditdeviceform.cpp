@@ -1,5 +1,6 @@
 #include "ceditdeviceform.h"
 
+#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
@@ -14,17 +15,7 @@
 #include <QStandardItemModel>
 
 namespace {
-constexpr quint32 kNoStartAddress = 0xFFFFFFFF;
 constexpr int kListPage = 1;
-
-enum EDeviceColumn {
-    IdColumn = 0,
-    NameColumn = 1,
-    AppEuiColumn = 2,
-    DevEuiColumn = 3,
-    PortColumn = 4,
-    StartAddrColumn = 5,
-};
 
 // The register columns that the form shows and edits, copied from the store.
 const QList<int> kCopiedRegisterColumns = {
@@ -73,14 +64,14 @@ void CEditDeviceForm::setOriginal(uint32_t _deviceId, QString _devEui, QString _
 {
     m_deviceModel->removeRows(0, m_deviceModel->rowCount());
     m_deviceModel->insertRow(0);
-    m_deviceModel->setData(m_deviceModel->index(0, IdColumn), _deviceId);
-    m_deviceModel->setData(m_deviceModel->index(0, DevEuiColumn), _devEui);
-    m_deviceModel->setData(m_deviceModel->index(0, NameColumn), _devName);
-    m_deviceModel->setData(m_deviceModel->index(0, AppEuiColumn), _appEui);
-    m_deviceModel->setData(m_deviceModel->index(0, PortColumn), _port);
-    const bool hasStartAddr = _startAddr != kNoStartAddress;
+    m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::Id), _deviceId);
+    m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::DevEui), _devEui);
+    m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::Name), _devName);
+    m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::AppEui), _appEui);
+    m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::Port), _port);
+    const bool hasStartAddr = _startAddr != DeviceColumn::kNoStartAddress;
     if (hasStartAddr)
-        m_deviceModel->setData(m_deviceModel->index(0, StartAddrColumn), _startAddr);
+        m_deviceModel->setData(m_deviceModel->index(0, DeviceColumn::StartAddr), _startAddr);
     m_deviceList->setCurrentIndex(m_deviceModel->index(0, 0));
 
     m_portEdit->setText(QString::number(_port));
@@ -93,8 +84,8 @@ void CEditDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
     if (m_deviceModel->rowCount() == 0)
         return;
 
-    const quint32 deviceId = cell(m_deviceModel, 0, IdColumn).toUInt();
-    const QVariant port = cell(m_deviceModel, 0, PortColumn);
+    const quint32 deviceId = cell(m_deviceModel, 0, DeviceColumn::Id).toUInt();
+    const QVariant port = cell(m_deviceModel, 0, DeviceColumn::Port);
     QSqlQuery query = CDataBaseHandler::getInstance()->getRegisters(deviceId);
     while (query.next()) {
         const int row = m_registerModel->rowCount();
@@ -108,8 +99,8 @@ void CEditDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
 
 void CEditDeviceForm::addDeviceSlot()
 {
-    const quint32 deviceId = cell(m_deviceModel, 0, IdColumn).toUInt();
-    const quint16 oldPort = quint16(cell(m_deviceModel, 0, PortColumn).toUInt());
+    const quint32 deviceId = cell(m_deviceModel, 0, DeviceColumn::Id).toUInt();
+    const quint16 oldPort = quint16(cell(m_deviceModel, 0, DeviceColumn::Port).toUInt());
 
     if (m_protocol == ProtocolOption::TCP) {
         if (!updatePort(deviceId, oldPort))
@@ -159,7 +150,7 @@ bool CEditDeviceForm::updatePort(quint32 deviceId, quint16 oldPort)
     CDataBaseHandler::getInstance()->updateRegInfoTCP(update);
 
     DB::SDeviceRegMapDescription device;
-    device.devEui = cell(m_deviceModel, 0, DevEuiColumn).toString();
+    device.devEui = cell(m_deviceModel, 0, DeviceColumn::DevEui).toString();
     device.port = quint32(port);
     CAllDeviceHandler::getInstance()->updatePortRegisteredDevice(device, oldPort);
     return true;

@@ -1,5 +1,6 @@
 #include "mainwindow.h"
 
+#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
@@ -41,17 +42,7 @@ constexpr int kTcpPage = 1;
 constexpr int kMqttPage = 2;
 constexpr double kDevicePaneShare = 0.4;
 constexpr double kRegisterPaneShare = 0.6;
-constexpr quint32 kNoStartAddress = 0xFFFFFFFF;
 constexpr Qt::Alignment kCentred = Qt::AlignHCenter | Qt::AlignVCenter;
-
-enum EDeviceColumn {
-    IdColumn = 0,
-    NameColumn = 1,
-    AppEuiColumn = 2,
-    DevEuiColumn = 3,
-    PortColumn = 4,
-    StartAddrColumn = 5,
-};
 
 // The separators are unescaped: a host written with other separators passes.
 const QString kIpPattern = QStringLiteral("[0-9]{1,3}.[0-9]{1,3}.[0-9]{1,3}.[0-9]{1,3}");
@@ -404,11 +395,11 @@ void MainWindow::publishStoredDevices()
     fetchAll(m_deviceModel);
     for (int row = 0; row < m_deviceModel->rowCount(); ++row) {
         DB::SDeviceRegMapDescription device;
-        device.port = m_deviceModel->data(m_deviceModel->index(row, PortColumn)).toUInt();
-        device.startAddr = m_deviceModel->data(m_deviceModel->index(row, StartAddrColumn)).toUInt();
-        device.devEui = m_deviceModel->data(m_deviceModel->index(row, DevEuiColumn)).toString();
-        device.appEui = m_deviceModel->data(m_deviceModel->index(row, AppEuiColumn)).toString();
-        device.name = m_deviceModel->data(m_deviceModel->index(row, NameColumn)).toString();
+        device.port = m_deviceModel->data(m_deviceModel->index(row, DeviceColumn::Port)).toUInt();
+        device.startAddr = m_deviceModel->data(m_deviceModel->index(row, DeviceColumn::StartAddr)).toUInt();
+        device.devEui = m_deviceModel->data(m_deviceModel->index(row, DeviceColumn::DevEui)).toString();
+        device.appEui = m_deviceModel->data(m_deviceModel->index(row, DeviceColumn::AppEui)).toString();
+        device.name = m_deviceModel->data(m_deviceModel->index(row, DeviceColumn::Name)).toString();
         registry->addNewDevice(device, ProtocolOption::ModBus);
     }
 
@@ -416,10 +407,10 @@ void MainWindow::publishStoredDevices()
     fetchAll(m_tcpDeviceModel);
     for (int row = 0; row < m_tcpDeviceModel->rowCount(); ++row) {
         DB::SDeviceRegMapDescription device;
-        device.port = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, PortColumn)).toUInt();
-        device.devEui = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, DevEuiColumn)).toString();
-        device.appEui = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, AppEuiColumn)).toString();
-        device.name = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, NameColumn)).toString();
+        device.port = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, DeviceColumn::Port)).toUInt();
+        device.devEui = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, DeviceColumn::DevEui)).toString();
+        device.appEui = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, DeviceColumn::AppEui)).toString();
+        device.name = m_tcpDeviceModel->data(m_tcpDeviceModel->index(row, DeviceColumn::Name)).toString();
         registry->addNewDevice(device, ProtocolOption::TCP);
     }
 }
@@ -548,11 +539,12 @@ void MainWindow::deviceSelectSlot(QItemSelection, QItemSelection)
         showNoDevice();
         return;
     }
-    const QString devType = CAllDeviceHandler::getInstance()->templateInfo(modbusCell(AppEuiColumn).toString()).devType;
-    m_deviceTitleLabel->setText(tr("Device:%1 [%2]").arg(modbusCell(DevEuiColumn).toString(), devType));
+    const QString appEui = modbusCell(DeviceColumn::AppEui).toString();
+    const QString devType = CAllDeviceHandler::getInstance()->templateInfo(appEui).devType;
+    m_deviceTitleLabel->setText(tr("Device:%1 [%2]").arg(modbusCell(DeviceColumn::DevEui).toString(), devType));
     m_modbusParamsBox->show();
-    m_tcpPortValue->setText(QString::number(modbusCell(PortColumn).toUInt()));
-    const uint startAddr = modbusCell(StartAddrColumn).toUInt();
+    m_tcpPortValue->setText(QString::number(modbusCell(DeviceColumn::Port).toUInt()));
+    const uint startAddr = modbusCell(DeviceColumn::StartAddr).toUInt();
     m_beginRegisterValue->setText(QString::number(startAddr));
     qDebug() << "start address" << startAddr;
     refreshRegisterSlot();
@@ -560,14 +552,14 @@ void MainWindow::deviceSelectSlot(QItemSelection, QItemSelection)
 
 void MainWindow::refreshRegisterSlot()
 {
-    m_registerModel->setQuery(CDataBaseHandler::getInstance()->getRegisters(modbusCell(IdColumn).toUInt()));
+    m_registerModel->setQuery(CDataBaseHandler::getInstance()->getRegisters(modbusCell(DeviceColumn::Id).toUInt()));
     if (m_registerModel->rowCount() > 0)
         m_registerList->setCurrentIndex(m_registerModel->index(0, 0));
 }
 
 void MainWindow::newDataForDeviceSlot(QString _devEui)
 {
-    if (_devEui == modbusCell(DevEuiColumn).toString())
+    if (_devEui == modbusCell(DeviceColumn::DevEui).toString())
         refreshRegisterSlot();
 }
 
@@ -584,9 +576,9 @@ void MainWindow::addNewTCPItemSlot()
 void MainWindow::editItemSlot()
 {
     CEditDeviceForm *form = CEditDeviceForm::getInstance();
-    form->setOriginal(modbusCell(IdColumn).toUInt(), modbusCell(DevEuiColumn).toString(),
-                      modbusCell(NameColumn).toString(), modbusCell(AppEuiColumn).toString(),
-                      quint16(modbusCell(PortColumn).toUInt()), modbusCell(StartAddrColumn).toUInt());
+    form->setOriginal(modbusCell(DeviceColumn::Id).toUInt(), modbusCell(DeviceColumn::DevEui).toString(),
+                      modbusCell(DeviceColumn::Name).toString(), modbusCell(DeviceColumn::AppEui).toString(),
+                      quint16(modbusCell(DeviceColumn::Port).toUInt()), modbusCell(DeviceColumn::StartAddr).toUInt());
     if (form->showForm(QStringLiteral("Edit ModBUS device parameters"), ProtocolOption::ModBus) == QDialog::Accepted)
         refreshRegisterSlot();
 }
@@ -594,23 +586,25 @@ void MainWindow::editItemSlot()
 void MainWindow::editTCPItemSlot()
 {
     CEditDeviceForm *form = CEditDeviceForm::getInstance();
-    form->setOriginal(tcpCell(IdColumn).toUInt(), tcpCell(DevEuiColumn).toString(), tcpCell(NameColumn).toString(),
-                      tcpCell(AppEuiColumn).toString(), quint16(tcpCell(PortColumn).toUInt()), kNoStartAddress);
+    form->setOriginal(tcpCell(DeviceColumn::Id).toUInt(), tcpCell(DeviceColumn::DevEui).toString(),
+                      tcpCell(DeviceColumn::Name).toString(), tcpCell(DeviceColumn::AppEui).toString(),
+                      quint16(tcpCell(DeviceColumn::Port).toUInt()), DeviceColumn::kNoStartAddress);
     if (form->showForm(QStringLiteral("Edit TCP device parameters"), ProtocolOption::TCP) == QDialog::Accepted)
         refreshDevicesTCPSlot(QString());
 }
 
 void MainWindow::deleteItemSlot()
 {
-    emit disconnectDevice(modbusCell(DevEuiColumn).toString(), quint16(modbusCell(PortColumn).toUInt()));
-    CDataBaseHandler::getInstance()->deleteDevice(modbusCell(IdColumn).toUInt(), ProtocolOption::ModBus);
+    emit disconnectDevice(modbusCell(DeviceColumn::DevEui).toString(),
+                          quint16(modbusCell(DeviceColumn::Port).toUInt()));
+    CDataBaseHandler::getInstance()->deleteDevice(modbusCell(DeviceColumn::Id).toUInt(), ProtocolOption::ModBus);
     refreshDevicesSlot(QString());
 }
 
 void MainWindow::deleteTCPItemSlot()
 {
-    emit disconnectDevice(tcpCell(DevEuiColumn).toString(), quint16(tcpCell(PortColumn).toUInt()));
-    CDataBaseHandler::getInstance()->deleteDevice(tcpCell(IdColumn).toUInt(), ProtocolOption::TCP);
+    emit disconnectDevice(tcpCell(DeviceColumn::DevEui).toString(), quint16(tcpCell(DeviceColumn::Port).toUInt()));
+    CDataBaseHandler::getInstance()->deleteDevice(tcpCell(DeviceColumn::Id).toUInt(), ProtocolOption::TCP);
     refreshDevicesTCPSlot(QString());
 }
 
