@@ -1,11 +1,11 @@
 #include "caddnewdeviceform.h"
 
-#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
 #include "server/cserverhandler.h"
 #include "ui/cdevicesearchmodel.h"
+#include "ui/devicecolumn.h"
 #include "ui/registercolumn.h"
 
 #include <QDebug>

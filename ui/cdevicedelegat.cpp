@@ -1,8 +1,8 @@
 #include "cdevicedelegat.h"
 
-#include "ui/devicecolumn.h"
 #include "cardpainting.h"
 #include "devices/calldevicehandler.h"
+#include "ui/devicecolumn.h"
 #include "ui/theme.h"
 
 #include <QDebug>

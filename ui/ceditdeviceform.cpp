@@ -1,9 +1,9 @@
 #include "ceditdeviceform.h"
 
-#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
+#include "ui/devicecolumn.h"
 #include "ui/registercolumn.h"
 
 #include <QLabel>

@@ -1,6 +1,5 @@
 #include "mainwindow.h"
 
-#include "ui/devicecolumn.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
@@ -14,6 +13,7 @@
 #include "ui/cleftpanel.h"
 #include "ui/cregisterdelegat.h"
 #include "ui/csearcheditwidget.h"
+#include "ui/devicecolumn.h"
 #include "ui/globalsettingswindow.h"
 
 #include <QComboBox>
