@@ -1,7 +1,7 @@
 #include "cdevicedelegat.h"
 
-#include "cardpainting.h"
 #include "devices/calldevicehandler.h"
+#include "ui/cardpainting.h"
 #include "ui/devicecolumn.h"
 #include "ui/theme.h"
 

@@ -1,8 +1,8 @@
 #include "cregisterdelegat.h"
 
-#include "cardpainting.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "ui/cardpainting.h"
 #include "ui/registercolumn.h"
 #include "ui/theme.h"
 

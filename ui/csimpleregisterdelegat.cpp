@@ -1,7 +1,7 @@
 #include "csimpleregisterdelegat.h"
 
-#include "cardpainting.h"
 #include "core/constants.h"
+#include "ui/cardpainting.h"
 #include "ui/cregisterdelegat.h"
 #include "ui/csimpleregistereditwidget.h"
 #include "ui/registercolumn.h"
