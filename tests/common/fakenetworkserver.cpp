@@ -77,7 +77,6 @@ void FakeNetworkServer::onNewConnection()
 void FakeNetworkServer::onTextMessage(const QString &text)
 {
     m_received.append(text);
-    emit messageReceived(text);
 
     auto *client = qobject_cast<QWebSocket *>(sender());
     const QString cmd = QJsonDocument::fromJson(text.toUtf8()).object().value(QStringLiteral("cmd")).toString();

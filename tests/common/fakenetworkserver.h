@@ -36,9 +36,6 @@ public:
     const QStringList &received() const { return m_received; }
     QStringList receivedWithCmd(const QString &cmd) const;
 
-signals:
-    void messageReceived(QString text);
-
 private:
     void onNewConnection();
     void onTextMessage(const QString &text);

@@ -1,17 +1,19 @@
 #pragma once
 
 #include "core/clogfile.h"
+#include "core/csettings.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
 #include <QStringList>
 
-// The operator's log lines without their time stamps. Needs CLogFile made.
+// The operator's log lines without their time stamps. Makes the settings and
+// the log in the working folder unless they are made already.
 class LogSpy : public QSignalSpy
 {
 public:
     LogSpy()
-        : QSignalSpy(CLogFile::instance(), &CLogFile::addLogSignal)
+        : QSignalSpy(startLog(), &CLogFile::addLogSignal)
     {
     }
 
@@ -25,10 +27,21 @@ public:
         return result;
     }
 
-    // Lines are posted: those of earlier calls arrive before they are forgotten.
-    void forget()
+    // Lines are posted: those of earlier calls arrive before they are read and forgotten.
+    QStringList takeLines()
     {
         QCoreApplication::sendPostedEvents();
+        const QStringList result = lines();
         clear();
+        return result;
+    }
+
+    void forget() { takeLines(); }
+
+private:
+    static CLogFile *startLog()
+    {
+        CSettings::getInstance(QStringLiteral("settings.conf"));
+        return CLogFile::getInstance(QStringLiteral("history"), QString());
     }
 };

@@ -7,6 +7,12 @@
 
 #include <memory>
 
+// Spaces only group the digits.
+inline QByteArray hex(const QByteArray &text)
+{
+    return QByteArray::fromHex(text);
+}
+
 // A port that was free a moment ago, for a listener that the test makes next.
 inline quint16 freePort()
 {

@@ -1,6 +1,5 @@
-#include "core/clogfile.h"
-#include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "logspy.h"
 #include "testworkdir.h"
 
 #include <QSqlError>
@@ -14,9 +13,10 @@ constexpr auto ModBus = ProtocolOption::ModBus;
 constexpr auto TCP = ProtocolOption::TCP;
 
 namespace {
-DB::SDeviceRegDescription reg(quint32 offset, quint32 bits, double start = 0.0, double grating = 1.0, const QString &unit = "u")
+DB::SDeviceRegDescription reg(quint32 offset, quint32 bits, double start = 0.0, double grating = 1.0,
+                              const QString &unit = "u")
 {
-    return {QStringLiteral("r%1").arg(offset), offset % 2, offset, bits, QStringLiteral("integer"), start, grating, unit};
+    return {QStringLiteral("r%1").arg(offset), offset % 2, offset, bits, "integer", start, grating, unit};
 }
 } // namespace
 
@@ -27,7 +27,7 @@ class TestCDataBaseHandler : public QObject
     TestWorkDir m_workDir;
     QThread m_thread;
     CDataBaseHandler *m_handler = nullptr;
-    QSignalSpy *m_logSpy = nullptr;
+    LogSpy *m_log = nullptr;
     QSqlDatabase m_inspect;
 
     bool add(const QString &devEui, ProtocolOption kind, quint32 startAddr = 0,
@@ -52,29 +52,26 @@ class TestCDataBaseHandler : public QObject
         return result;
     }
 
-    // The messages logged since the last clear, without their time stamps.
-    QStringList messages()
+    QStringList messages() { return m_log->takeLines(); }
+
+    QStringList counts() const
     {
-        QCoreApplication::processEvents();
-        QStringList result;
-        for (const QList<QVariant> &arguments : *m_logSpy)
-            result.append(arguments.at(0).toString().section(']', 1));
-        m_logSpy->clear();
-        return result;
+        return rows("SELECT (SELECT COUNT(*) FROM devices), (SELECT COUNT(*) FROM devicesTCP), "
+                    "(SELECT COUNT(*) FROM dev_data);");
     }
 
     void save(const QString &devEui, quint32 startAddr, const Values &values)
     {
+        const DB::SDbDeviceRegDataSet set{devEui, startAddr, values};
         QVERIFY(QMetaObject::invokeMethod(m_handler, "saveRegisterData", Qt::BlockingQueuedConnection,
-                                          Q_ARG(DB::SDbDeviceRegDataSet, DB::SDbDeviceRegDataSet({devEui, startAddr, values}))));
+                                          Q_ARG(DB::SDbDeviceRegDataSet, set)));
     }
 
 private slots:
     void initTestCase()
     {
         qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");
-        CSettings::getInstance(QStringLiteral("settings.conf"));
-        m_logSpy = new QSignalSpy(CLogFile::getInstance(QStringLiteral("history"), QString()), &CLogFile::addLogSignal);
+        m_log = new LogSpy;
         m_handler = CDataBaseHandler::getInstance();
         QVERIFY(m_handler);
         m_handler->moveToThread(&m_thread);
@@ -95,27 +92,6 @@ private slots:
     {
         m_thread.quit();
         m_thread.wait();
-    }
-
-    void newFileGetsSchema()
-    {
-        QCOMPARE(rows("SELECT name, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%';"), QStringList({
-            "devices|CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
-            "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER )",
-            "devicesTCP|CREATE TABLE devicesTCP ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
-            "app_eui TEXT, dev_eui TEXT, port INTEGER )",
-            "dev_data|CREATE TABLE dev_data ( device INTEGER NOT NULL, port INTEGER, reg_addr INTEGER, "
-            "start_value INTEGER, grating_period REAL, bit_size REAL, data_type TEXT, value TEXT DEFAULT NULL, "
-            "full_value TEXT DEFAULT NULL, time INTEGER DEFAULT NULL, name TEXT DEFAULT NULL, unit TEXT DEFAULT NULL, "
-            "parent INTEGER, source INTEGER )",
-            "idx_eui|CREATE INDEX idx_eui ON devices ( dev_eui )",
-            "idx_device|CREATE INDEX idx_device ON devices ( device )",
-            "idx_euiTCP|CREATE INDEX idx_euiTCP ON devicesTCP ( dev_eui )",
-            "idx_deviceTCP|CREATE INDEX idx_deviceTCP ON devicesTCP ( device )",
-            "idx_dev_parent|CREATE INDEX idx_dev_parent ON dev_data ( device, parent )",
-            "idx_dev_regaddr|CREATE INDEX idx_dev_regaddr ON dev_data ( device, reg_addr )",
-            "idx_port_regaddr|CREATE INDEX idx_port_regaddr ON dev_data ( port, reg_addr )",
-        }));
     }
 
     void registrationStoresRows()
@@ -148,14 +124,14 @@ private slots:
         QTest::addColumn<ProtocolOption>("secondKind");
         QTest::addColumn<QString>("secondEui");
         QTest::addColumn<QString>("logged");
-        QTest::addColumn<QString>("counts"); // devices|devicesTCP|dev_data afterwards
+        QTest::addColumn<QString>("afterwards"); // devices|devicesTCP|dev_data
 
-        const QString exists = QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [AA01] already exist!");
+        const QString exists = QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [AA01] "
+                                              "already exist!");
         QTest::newRow("same table, ModBus") << ModBus << "AA01" << ModBus << "AA01" << exists << "1|0|1";
         QTest::newRow("same table, TCP") << TCP << "AA01" << TCP << "AA01" << exists << "0|1|0";
         QTest::newRow("other letter case") << ModBus << "aa01" << ModBus << "AA01" << "" << "2|0|2";
         QTest::newRow("ModBus, then TCP") << ModBus << "AA01" << TCP << "AA01" << "" << "1|1|1";
-        QTest::newRow("TCP, then ModBus") << TCP << "AA01" << ModBus << "AA01" << "" << "1|1|1";
         QTest::newRow("quote in the EUI") << ModBus << "AA01" << ModBus << "A'1"
                                           << "[CDataBaseHandler::registerNewDevice] Invalid SQL request [1]" << "1|0|1";
     }
@@ -167,20 +143,19 @@ private slots:
         QFETCH(ProtocolOption, secondKind);
         QFETCH(QString, secondEui);
         QFETCH(QString, logged);
-        QFETCH(QString, counts);
+        QFETCH(QString, afterwards);
 
         QVERIFY(add(firstEui, firstKind));
         QCOMPARE(add(secondEui, secondKind, 10), logged.isEmpty());
         QCOMPARE(messages(), logged.isEmpty() ? QStringList() : QStringList(logged));
-        QCOMPARE(rows("SELECT (SELECT COUNT(*) FROM devices), (SELECT COUNT(*) FROM devicesTCP), "
-                      "(SELECT COUNT(*) FROM dev_data);"), QStringList(counts));
+        QCOMPARE(counts(), QStringList(afterwards));
     }
 
     void deleteDevice_data()
     {
         QTest::addColumn<quint32>("deviceId");
         QTest::addColumn<ProtocolOption>("kind");
-        QTest::addColumn<QString>("counts"); // devices|devicesTCP|dev_data afterwards
+        QTest::addColumn<QString>("afterwards"); // devices|devicesTCP|dev_data
 
         QTest::newRow("ModBus device and its registers") << 1u << ModBus << "0|1|1";
         QTest::newRow("TCP device with the same id") << 1u << TCP << "1|0|3";
@@ -191,14 +166,13 @@ private slots:
     {
         QFETCH(quint32, deviceId);
         QFETCH(ProtocolOption, kind);
-        QFETCH(QString, counts);
+        QFETCH(QString, afterwards);
 
         QVERIFY(add("AA01", ModBus, 0, {reg(0, 16), reg(1, 16)}));
         QVERIFY(add("BB02", TCP));
         QCOMPARE(rows("INSERT INTO dev_data (device, reg_addr) VALUES (2, 0);"), QStringList());
         QVERIFY(m_handler->deleteDevice(deviceId, kind));
-        QCOMPARE(rows("SELECT (SELECT COUNT(*) FROM devices), (SELECT COUNT(*) FROM devicesTCP), "
-                      "(SELECT COUNT(*) FROM dev_data);"), QStringList(counts));
+        QCOMPARE(counts(), QStringList(afterwards));
     }
 
     void getDevicesSearch_data()
@@ -208,7 +182,8 @@ private slots:
 
         // A search text goes through QString::arg before the sort column, so a
         // leading 1 or 2 takes the sort column's marker and breaks the statement.
-        QTest::newRow("empty: all, binary order") << "" << QStringList({"Beta", "alpha", "beta2", "nameplate", "pump12"});
+        QTest::newRow("empty: all, binary order") << ""
+                                                  << QStringList({"Beta", "alpha", "beta2", "nameplate", "pump12"});
         QTest::newRow("LIKE ignores ASCII case") << "ET" << QStringList({"Beta", "beta2"});
         QTest::newRow("two leading digits") << "12" << QStringList("pump12");
         QTest::newRow("leading 1") << "1" << QStringList();
@@ -246,7 +221,8 @@ private slots:
         QTest::newRow("32-bit row") << 5020u << 102u << 2u << Words{{102, 258}, {103, 772}};
         QTest::newRow("wide row runs past the end") << 5020u << 102u << 1u << Words{{102, 258}, {103, 772}};
         QTest::newRow("start inside a wide row") << 5020u << 103u << 1u << Words{{103, 0}};
-        QTest::newRow("short 64-bit value") << 5020u << 104u << 4u << Words{{104, 0x0102}, {105, 0x0304}, {106, 0}, {107, 0}};
+        QTest::newRow("short 64-bit value") << 5020u << 104u << 4u
+                                            << Words{{104, 0x0102}, {105, 0x0304}, {106, 0}, {107, 0}};
         QTest::newRow("never written, and no row") << 5020u << 110u << 2u << Words{{110, 0}, {111, 0}};
         QTest::newRow("second device on the port") << 5020u << 200u << 1u << Words{{200, 0xbeef}};
         QTest::newRow("same address, other port") << 5021u << 100u << 1u << Words{{100, 7}};
@@ -291,8 +267,8 @@ private slots:
         const qint64 after = QDateTime::currentMSecsSinceEpoch();
         QCOMPARE(rows("SELECT reg_addr, value, full_value, start_value, grating_period, time IS NULL FROM dev_data;"),
                  QStringList({"100|0001|00010002|0|1|0", "101|0002|NULL|0|1|0", "102|NULL|NULL|0|1|1"}));
-        QCOMPARE(rows(QStringLiteral("SELECT COUNT(*) FROM dev_data WHERE time BETWEEN %1 AND %2;").arg(before).arg(after)),
-                 QStringList("2"));
+        const QString written = QStringLiteral("SELECT COUNT(*) FROM dev_data WHERE time BETWEEN %1 AND %2;");
+        QCOMPARE(rows(written.arg(before).arg(after)), QStringList("2"));
     }
 
     void saveForUnknownDeviceWritesNothing_data()
@@ -303,11 +279,13 @@ private slots:
 
         const Values one = {{"0001", "0001", 0}};
         const QString unknown = QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [%1]");
-        QTest::newRow("empty set") << "AA01" << Values() << "INFO: [CDataBaseHandler::saveRegisterData] Empty input data";
+        QTest::newRow("empty set") << "AA01" << Values()
+                                   << "INFO: [CDataBaseHandler::saveRegisterData] Empty input data";
         QTest::newRow("unknown EUI") << "FF09" << one << unknown.arg("FF09");
         QTest::newRow("other letter case") << "aa01" << one << unknown.arg("aa01");
         QTest::newRow("a TCP device") << "TT01" << one << unknown.arg("TT01");
-        QTest::newRow("device id 0") << "ZERO" << one << "ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [ID=0] [ZERO]";
+        QTest::newRow("device id 0") << "ZERO" << one
+                                     << "ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [ID=0] [ZERO]";
     }
 
     void saveForUnknownDeviceWritesNothing()
@@ -337,14 +315,16 @@ private slots:
         QCOMPARE(messages(), QStringList());
         QCOMPARE(param("BB02", 101), QStringLiteral("0|0|1|"));
         QCOMPARE(messages(), QStringList({"ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!",
-                                          "SELECT * FROM dev_data WHERE dev_data.device IN ( SELECT devices.device FROM devices "
-                                          "WHERE devices.dev_eui=:dev_eui ) AND dev_data.reg_addr=:reg_addr;"}));
+                                          "SELECT * FROM dev_data WHERE dev_data.device IN ( SELECT devices.device "
+                                          "FROM devices WHERE devices.dev_eui=:dev_eui ) "
+                                          "AND dev_data.reg_addr=:reg_addr;"}));
 
         m_handler->updateRegInfo({1, 0, {{100, 2.5, 10.0, "kPa"}, {150, 1.0, 1.0, "x"}}});
         m_handler->updateRegInfoTCP({1, 6000, {}});
         QCOMPARE(rows("SELECT reg_addr, start_value, grating_period, unit FROM dev_data;"),
                  QStringList({"100|2.5|10|kPa", "101|-40|0.5|C"}));
-        QCOMPARE(rows("SELECT port FROM devicesTCP UNION ALL SELECT port FROM devices;"), QStringList({"6000", "5020"}));
+        QCOMPARE(rows("SELECT port FROM devicesTCP UNION ALL SELECT port FROM devices;"),
+                 QStringList({"6000", "5020"}));
         QCOMPARE(messages(), QStringList());
     }
 };

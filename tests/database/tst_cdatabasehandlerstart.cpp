@@ -1,6 +1,5 @@
-#include "core/clogfile.h"
-#include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "logspy.h"
 #include "testworkdir.h"
 
 #include <QSqlQuery>
@@ -16,17 +15,16 @@ class TestCDataBaseHandlerStart : public QObject
 private slots:
     void failedStartRetriesOnExistingFile()
     {
-        CSettings::getInstance(QStringLiteral("settings.conf"));
-        QSignalSpy logSpy(CLogFile::getInstance(QStringLiteral("history"), QString()), &CLogFile::addLogSignal);
-
+        LogSpy log;
         // No one can open a directory as a database, not even root.
         QVERIFY(QDir().mkdir(QStringLiteral("server.db")));
         const QRegularExpression critical(QStringLiteral(R"(CRITICAL_ERROR! Data base hasn't been created/opened! )"
                                                          R"(Error_text\[.+\]\. DataBaseHandler is not running!$)"));
         QTest::ignoreMessage(QtDebugMsg, critical);
         QCOMPARE(CDataBaseHandler::getInstance(), nullptr);
-        QTRY_COMPARE(logSpy.count(), 1);
-        QVERIFY(critical.match(logSpy.at(0).at(0).toString()).hasMatch());
+        QStringList lines = log.takeLines();
+        QCOMPARE(lines.size(), 1);
+        QVERIFY(critical.match(lines.first()).hasMatch());
 
         // The retry opens a file of an older run, keeps its rows and adds the missing tables.
         QVERIFY(QDir().rmdir(QStringLiteral("server.db")));
@@ -34,12 +32,12 @@ private slots:
             QSqlDatabase older = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("older"));
             older.setDatabaseName(m_workDir.filePath(QStringLiteral("server.db")));
             QVERIFY(older.open());
-            QVERIFY(QSqlQuery(older).exec(QStringLiteral(
-                    "CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
-                    "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER );")));
-            QVERIFY(QSqlQuery(older).exec(QStringLiteral("INSERT INTO devices VALUES (4, 'old', 'APP1', 'AA01', 5020, 0);")));
-            // A table of another shape: its first index fails, and no later index is made.
-            QVERIFY(QSqlQuery(older).exec(QStringLiteral("CREATE TABLE devicesTCP ( device INTEGER, name TEXT );")));
+            for (const char *sql : {"CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
+                                    "name TEXT, app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER );",
+                                    "INSERT INTO devices VALUES (4, 'old', 'APP1', 'AA01', 5020, 0);",
+                                    // Another shape: its first index fails, and no later index is made.
+                                    "CREATE TABLE devicesTCP ( device INTEGER, name TEXT );"})
+                QVERIFY(QSqlQuery(older).exec(QLatin1String(sql)));
         }
         QSqlDatabase::removeDatabase(QStringLiteral("older"));
 
@@ -53,12 +51,13 @@ private slots:
         QVERIFY(handler->registerNewDevice({"BB02", "APP1", "new", 10, {reg}, 5020}, ProtocolOption::ModBus));
         QVERIFY(handler->getRegisters(5).next());
 
-        // After the critical line: the index failure with its statement, then the refused duplicate.
-        QTRY_COMPARE(logSpy.count(), 4);
-        QVERIFY(QRegularExpression(QStringLiteral(R"(ERROR \[CDataBaseHandler::\{ctor\}::<lambda_1>::operator \(\)-\d+\]: )"
-                                                  R"(invalid sql request 3 for <devicesTCP\.idx_euiTCP>!$)"))
-                        .match(logSpy.at(1).at(0).toString()).hasMatch());
-        QVERIFY(logSpy.at(2).at(0).toString().endsWith("]CREATE INDEX IF NOT EXISTS idx_euiTCP ON devicesTCP ( dev_eui );"));
+        // The index failure with its statement, then the refused duplicate.
+        lines = log.takeLines();
+        QCOMPARE(lines.size(), 3);
+        QVERIFY(QRegularExpression(QStringLiteral(R"(^ERROR \[CDataBaseHandler::\{ctor\}::<lambda_1>::operator )"
+                                                  R"(\(\)-\d+\]: invalid sql request 3 for <devicesTCP\.idx_euiTCP>!$)"))
+                        .match(lines.at(0)).hasMatch());
+        QCOMPARE(lines.at(1), QStringLiteral("CREATE INDEX IF NOT EXISTS idx_euiTCP ON devicesTCP ( dev_eui );"));
         QSqlQuery indexes(QSqlDatabase::database(QStringLiteral("server")));
         QVERIFY(indexes.exec(QStringLiteral("SELECT group_concat(name) FROM sqlite_master WHERE name LIKE 'idx%';")));
         QVERIFY(indexes.next());

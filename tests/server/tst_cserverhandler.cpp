@@ -1,15 +1,13 @@
-#include "core/clogfile.h"
-#include "core/csettings.h"
 #include "fakenetworkserver.h"
+#include "logspy.h"
 #include "server/cserverhandler.h"
 #include "testworkdir.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
 
 using Status = COMM::EServerStatus;
-Q_DECLARE_METATYPE(QList<COMM::EServerStatus>)
+using DeviceList = QList<API::SServerDeviceInfo>;
 
 namespace {
 
@@ -26,383 +24,306 @@ QList<Status> statuses(const QSignalSpy &spy)
     return result;
 }
 
+QString rx(const QString &type, const QString &rest = QStringLiteral(R"("data":"01","devEui":"aa")"))
+{
+    return QStringLiteral(R"({"cmd":"rx","type":"%1",%2})").arg(type, rest);
+}
+
+const QString kCredentials = QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})");
+
 } // namespace
 
 class TestCServerHandler : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void loginSendsProbeThenCredentials();
-    void refusedLogin_data();
-    void refusedLogin();
-    void failedProbe_data();
-    void failedProbe();
-    void invalidUrlStoresNothing();
-    void rxBecomesOnePacket();
-    void junkFromServerChangesNothing_data();
-    void junkFromServerChangesNothing();
-    void requestsWaitForASessionOrNot();
-    void devicesListFiltersAndReleasesQueue();
-    void devicesListTimesOut();
-    void unscheduledDevicesListIsLogged();
-    void lastPacketsTakeFirstValidRecord();
-    void downlinkHoldsQueueBriefly();
-    void downlinkNeedsNoSession();
-    void reconnectUsesStoredCredentials();
-
-private:
-    void login();
-    QStringList loggedLines() const;
-
     TestWorkDir m_workDir;
     CServerHandler *m_handler = nullptr;
     FakeNetworkServer *m_server = nullptr;
     QSignalSpy *m_statusSpy = nullptr;
-    QSignalSpy *m_logSpy = nullptr;
+    QSignalSpy *m_packetSpy = nullptr;
+    QSignalSpy *m_listSpy = nullptr;
+    LogSpy *m_log = nullptr;
+
+    void login()
+    {
+        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_VERIFY(!statuses(*m_statusSpy).isEmpty() && statuses(*m_statusSpy).last() == COMM::Success);
+        m_statusSpy->clear();
+        m_listSpy->clear();
+    }
+
+    QList<API::SApiDeviceData> packets() const
+    {
+        QList<API::SApiDeviceData> result;
+        for (const QList<QVariant> &arguments : *m_packetSpy)
+            result.append(arguments.at(0).value<API::SApiDeviceData>());
+        return result;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        registerApiMetaTypes();
+        m_log = new LogSpy;
+        m_handler = CServerHandler::getInstance();
+        m_statusSpy = new QSignalSpy(m_handler, &CServerHandler::changeServerStatus);
+        m_packetSpy = new QSignalSpy(m_handler, &CServerHandler::newPacketReceived);
+        m_listSpy = new QSignalSpy(m_handler, qOverload<bool, DeviceList>(&CServerHandler::getDevicesListResp));
+    }
+
+    void init()
+    {
+        m_server = new FakeNetworkServer(this);
+        m_statusSpy->clear();
+        m_packetSpy->clear();
+        m_listSpy->clear();
+        m_log->forget();
+    }
+
+    void cleanup()
+    {
+        // Let a request still in flight end, so that the next test starts idle.
+        m_handler->waitingServerResponseTimeoutSlot();
+        m_statusSpy->clear();
+        delete m_server;
+        m_server = nullptr;
+        QTRY_VERIFY(statuses(*m_statusSpy).contains(COMM::Disconnected));
+    }
+
+    void loginSendsProbeThenCredentials()
+    {
+        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected, COMM::PingWaiting,
+                                                            COMM::AuthWaiting, COMM::Success}));
+        QCOMPARE(m_server->received(), QStringList({QStringLiteral(R"({"cmd":"cmd"})"), kCredentials}));
+
+        // The handshake guard fires once more, finds the session verified and stays quiet.
+        QTest::qWait(2200);
+        QCOMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+    }
+
+    void refusedLogin_data()
+    {
+        QTest::addColumn<QJsonObject>("reply");
+        QTest::addColumn<QString>("debugLine");
+
+        const QString prefix = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message");
+        QTest::newRow("no cmd") << json(R"({"status":true})") << prefix + "[1]";
+        QTest::newRow("other cmd") << json(R"({"cmd":"rx","status":true})") << prefix + "[2]";
+        QTest::newRow("no status") << json(R"({"cmd":"auth_resp"})") << prefix + "[3]";
+        QTest::newRow("refused") << json(R"({"cmd":"auth_resp","status":false,"err_string":"bad_password"})")
+                                 << prefix + "[4], err[bad_password]";
+        QTest::newRow("status not a bool") << json(R"({"cmd":"auth_resp","status":"true"})") << prefix + "[4], err[]";
+    }
+
+    void refusedLogin()
+    {
+        QFETCH(QJsonObject, reply);
+        QFETCH(QString, debugLine);
+
+        m_server->setReply(QStringLiteral("auth_req"), reply);
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(debugLine));
+        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("wrong"));
+        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::InvalidAuth);
+
+        // The socket stays open but the session is idle: pushes are ignored, downlinks still go.
+        m_server->push(rx(QStringLiteral("UNCONF_UP")));
+        m_handler->sendDeviceData(QStringLiteral("abCD"), "0401");
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QCOMPARE(m_server->clientCount(), 1);
+        QCOMPARE(m_packetSpy->count(), 0);
+    }
+
+    void failedProbe_data()
+    {
+        QTest::addColumn<QJsonObject>("probeReply");
+        QTest::addColumn<QStringList>("logged");
+
+        const QString unknown = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message");
+        QTest::newRow("wrong reply") << json(R"({"cmd":"hello"})") << QStringList(unknown);
+        QTest::newRow("no reply within 2000 ms") << QJsonObject() << QStringList();
+    }
+
+    void failedProbe()
+    {
+        QFETCH(QJsonObject, probeReply);
+        QFETCH(QStringList, logged);
+
+        m_server->setReply(QStringLiteral("cmd"), probeReply);
+        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_COMPARE_WITH_TIMEOUT(statuses(*m_statusSpy).last(), COMM::InvalidPing, 4000);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).size(), 0);
+        QCOMPARE(m_log->takeLines(), logged);
+    }
+
+    void rxMessages_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("devEui");   // of the packet, empty when none is due
+
+        QTest::newRow("unconfirmed") << rx("UNCONF_UP") << "AA";
+        QTest::newRow("confirmed") << rx("CONF_UP") << "AA";
+        QTest::newRow("with mac command") << rx("UNCONF_UP+MAC_LINKCHECK_REQ") << "AA";
+        QTest::newRow("mac command first") << rx("MAC_LINKCHECK_REQ+CONF_UP") << "AA";
+        QTest::newRow("empty parts kept") << rx("+CONF_UP+") << "AA";
+        QTest::newRow("empty payload") << rx("CONF_UP", R"("data":"","devEui":"aa")") << "AA";
+        QTest::newRow("downlink") << rx("UNCONF_DOWN") << "";
+        QTest::newRow("lower case") << rx("unconf_up") << "";
+        QTest::newRow("part of a word") << rx("UNCONF_UPX") << "";
+        QTest::newRow("rx without data") << rx("CONF_UP", R"("devEui":"AA")") << "";
+        QTest::newRow("rx without devEui") << rx("CONF_UP", R"("data":"01")") << "";
+        QTest::newRow("not json") << "hello" << "";
+        QTest::newRow("huge text") << QString(4 * 1024 * 1024, QLatin1Char('{')) << "";
+        QTest::newRow("late auth_resp") << R"({"cmd":"auth_resp","status":false})" << "";
+        const QString dataList = QStringLiteral(R"({"cmd":"get_data_resp","status":true,"devEui":"AA",)"
+                                                R"("data_list":%1})");
+        QTest::newRow("data list of junk") << dataList.arg(R"([1,"x",{}])") << "";
+        QTest::newRow("data list not an array") << dataList.arg("{}") << "";
+    }
+
+    void rxMessages()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, devEui);
+
+        login();
+        m_server->push(text);
+        // A good uplink behind proves that the message has been read, and that the session still works.
+        m_server->push(rx(QStringLiteral("UNCONF_UP"), QStringLiteral(R"("data":"0a","devEui":"BB")")));
+        QTRY_VERIFY(!packets().isEmpty() && packets().last().devEui == QStringLiteral("BB"));
+        QCOMPARE(packets().size(), devEui.isEmpty() ? 1 : 2);
+        QCOMPARE(packets().first().devEui, devEui.isEmpty() ? QStringLiteral("BB") : devEui);
+        QCOMPARE(m_listSpy->count(), 0);
+        QCOMPARE(m_statusSpy->count(), 0);
+    }
+
+    void fieldsOfAnUplink()
+    {
+        login();
+        m_server->push(R"({"cmd":"rx","type":"CONF_UP","devEui":"00aa11bb","ts":1700000000123,"gatewayId":"abc+def",)"
+                       R"("ack":true,"fcnt":4000000000,"port":65539,"data":"01 02ff","freq":868100000,"dr":5,)"
+                       R"("rssi":-113,"snr":-7.25})");
+        QTRY_COMPARE(m_packetSpy->count(), 1);
+        const API::SApiDeviceData p = packets().first();
+        QVERIFY(p.valid);
+        QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5").arg(p.devEui).arg(p.ts).arg(p.gatewayId).arg(p.ack).arg(p.fcnt),
+                 QStringLiteral("00AA11BB 1700000000123 ABC 1 4000000000"));
+        QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5 %6").arg(p.port).arg(QString::fromLatin1(p.data.toHex())).arg(p.freq)
+                         .arg(p.dr).arg(p.rssi).arg(p.snr),
+                 QStringLiteral("3 0102ff 868100000 5 -113 -7.25"));
+    }
+
+    void requestsWaitForASession()
+    {
+        QVERIFY(!m_handler->getDevicesList({QStringLiteral("A1")}));
+        m_handler->getDeviceLastPackets(QStringLiteral("AA"));
+        login();
+        QVERIFY(!m_handler->getDevicesList({}));
+        m_handler->getDeviceLastPackets(QString());
+        const QString line = QStringLiteral("[CServerHandler::%1] %2! Return");
+        QCOMPARE(m_log->takeLines(), QStringList({line.arg("getDevicesList", "Invalid connection to server"),
+                                                  line.arg("getDeviceLastPackets", "Invalid connection to server"),
+                                                  line.arg("getDevicesList", "Empty input AppEUI list"),
+                                                  line.arg("getDeviceLastPackets", "Empty input AppEUI list")}));
+        QCOMPARE(m_server->received().size(), 2);
+    }
+
+    void devicesListFiltersAndReleasesQueue()
+    {
+        m_server->setReply(QStringLiteral("get_devices_req"), QJsonObject());
+        login();
+        QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
+        QTest::ignoreMessage(QtDebugMsg, "[CServerHandler::newTaskSlot] Waiting mutex is locked! Return");
+        QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
+        // One request in flight at a time.
+        QTest::qWait(100);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")),
+                 QStringList({QStringLiteral(R"({"cmd":"get_devices_req"})")}));
+
+        m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[
+            {"devEui":"d1","devName":"Boiler","OTAA":{"appEui":"A1"}},
+            {"devEui":"d2","devName":"No OTAA"},
+            {"devEui":"d3","devName":"Empty AppEUI","OTAA":{}},
+            {"devName":"No EUI","OTAA":{"appEui":"A1"}},
+            {"devEui":"d5","devName":"Pump","OTAA":{"appEui":"b2"},"extra":1}]})"));
+        QTRY_COMPARE(m_listSpy->count(), 1);
+        QCOMPARE(m_listSpy->at(0).at(0).toBool(), true);
+        QStringList devices;
+        for (const API::SServerDeviceInfo &device : m_listSpy->at(0).at(1).value<DeviceList>())
+            devices.append(device.devEui + '/' + device.appEui + '/' + device.devName);
+        QCOMPARE(devices, QStringList({"d1/A1/Boiler", "d5/b2/Pump"}));
+
+        // The reply released the queue: the second request goes out now, and times out.
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 2);
+        m_handler->waitingServerResponseTimeoutSlot();
+        QCOMPARE(m_listSpy->count(), 2);
+        QCOMPARE(m_listSpy->at(1).at(0).toBool(), false);
+
+        // A reply after the time-out is no longer expected.
+        m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[]})"));
+        QTRY_COMPARE(m_log->lines(), QStringList("[CServerHandler::textMessageReceivedSlot] State=verified: "
+                                                 "unsheduled packet from server"));
+        QCOMPARE(m_listSpy->count(), 2);
+    }
+
+    void lastPacketsTakeFirstValidRecord()
+    {
+        login();
+        m_handler->getDeviceLastPackets(QStringLiteral("00aa"));
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_data_req")),
+                     QStringList({QStringLiteral(
+                             R"({"cmd":"get_data_req","devEui":"00AA","select":{"direction":"UPLINK","limit":10}})")}));
+
+        m_server->push(json(R"({"cmd":"get_data_resp","status":true,"devEui":"00aa","data_list":[
+            {"data":"01"},
+            {"type":"UNCONF_DOWN","data":"02"},
+            {"type":"CONF_UP","data":"0304","devEui":"FFFF","rssi":-90},
+            {"type":"UNCONF_UP","data":"05"}]})"));
+        QTRY_COMPARE(m_packetSpy->count(), 1);
+        const API::SApiDeviceData packet = packets().first();
+        QCOMPARE(packet.devEui, QStringLiteral("00AA"));
+        QCOMPARE(packet.data, QByteArray("\x03\x04"));
+        QCOMPARE(packet.rssi, qint16(-90));
+
+        // The reply does not release the queue: a downlink waits for the timer.
+        m_handler->sendDeviceData(QStringLiteral("00aa"), "0401");
+        QTest::qWait(200);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 0);
+        m_handler->waitingServerResponseTimeoutSlot();
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+    }
+
+    void downlinksLeaveOneAfterAnother()
+    {
+        login();
+        m_handler->sendDeviceData(QStringLiteral("abCD"), "040102");
+        m_handler->sendDeviceData(QStringLiteral("abCD"), "04ff");
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")),
+                     QStringList({R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"040102","devEui":"abCD",)"
+                                  R"("port":2}]})",
+                                  R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"04ff","devEui":"abCD",)"
+                                  R"("port":2}]})"}));
+    }
+
+    void reconnectUsesLastValidServer()
+    {
+        login();
+        m_server->dropClients();
+        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
+
+        m_handler->connectSlot(QStringLiteral("ws://host:port"), QStringLiteral("x"), QStringLiteral("y"));
+        QTRY_COMPARE(m_log->lines(), QStringList("[CServerHandler::connectSlot] Invalid input URL [ws://host:port]"));
+        QVERIFY(!statuses(*m_statusSpy).contains(COMM::PingWaiting));
+
+        // What the 60 s reconnection timer does when it fires: the last valid server, the last credentials.
+        m_handler->reconnectLastAuthData();
+        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")), QStringList({kCredentials, kCredentials}));
+        m_server->push(rx(QStringLiteral("UNCONF_UP")));
+        QTRY_COMPARE(m_packetSpy->count(), 1);
+    }
 };
-
-void TestCServerHandler::initTestCase()
-{
-    registerApiMetaTypes();
-    CSettings::getInstance(QStringLiteral("settings.conf"));
-    CLogFile *log = CLogFile::getInstance(QStringLiteral("history"), QString());
-    m_handler = CServerHandler::getInstance();
-    m_statusSpy = new QSignalSpy(m_handler, &CServerHandler::changeServerStatus);
-    m_logSpy = new QSignalSpy(log, &CLogFile::addLogSignal);
-}
-
-void TestCServerHandler::init()
-{
-    m_server = new FakeNetworkServer(this);
-    m_statusSpy->clear();
-    m_logSpy->clear();
-}
-
-void TestCServerHandler::cleanup()
-{
-    // Let a request still in flight end, so that the next test starts idle.
-    m_handler->waitingServerResponseTimeoutSlot();
-    m_statusSpy->clear();
-    delete m_server;
-    m_server = nullptr;
-    QTRY_VERIFY(statuses(*m_statusSpy).contains(COMM::Disconnected));
-}
-
-void TestCServerHandler::login()
-{
-    m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-    QTRY_VERIFY(!statuses(*m_statusSpy).isEmpty() && statuses(*m_statusSpy).last() == COMM::Success);
-}
-
-QStringList TestCServerHandler::loggedLines() const
-{
-    QStringList lines;
-    for (const QList<QVariant> &arguments : *m_logSpy)
-        lines.append(arguments.at(0).toString());
-    return lines;
-}
-
-void TestCServerHandler::loginSendsProbeThenCredentials()
-{
-    login();
-    QCOMPARE(m_server->received(),
-             QStringList({QStringLiteral(R"({"cmd":"cmd"})"),
-                          QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})")}));
-    QCOMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected, COMM::PingWaiting,
-                                                    COMM::AuthWaiting, COMM::Success}));
-
-    // The handshake guard fires once more, finds the session verified and stays quiet.
-    QTest::qWait(2200);
-    QCOMPARE(statuses(*m_statusSpy).last(), COMM::Success);
-}
-
-void TestCServerHandler::refusedLogin_data()
-{
-    QTest::addColumn<QJsonObject>("reply");
-    QTest::addColumn<QString>("debugLine");
-
-    const QString prefix = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message");
-    QTest::newRow("no cmd") << json(R"({"status":true})") << prefix + "[1]";
-    QTest::newRow("other cmd") << json(R"({"cmd":"rx","status":true})") << prefix + "[2]";
-    QTest::newRow("no status") << json(R"({"cmd":"auth_resp"})") << prefix + "[3]";
-    QTest::newRow("refused") << json(R"({"cmd":"auth_resp","status":false,"err_string":"invalid_login_or_password"})")
-                             << prefix + "[4], err[invalid_login_or_password]";
-    QTest::newRow("status not a bool") << json(R"({"cmd":"auth_resp","status":"true"})")
-                                       << prefix + "[4], err[]";
-}
-
-void TestCServerHandler::refusedLogin()
-{
-    QFETCH(QJsonObject, reply);
-    QFETCH(QString, debugLine);
-
-    m_server->setReply(QStringLiteral("auth_req"), reply);
-    QTest::ignoreMessage(QtDebugMsg, qPrintable(debugLine));
-    m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("wrong"));
-    QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::InvalidAuth);
-
-    // The socket stays open, but the session is idle: pushes are ignored.
-    QSignalSpy packets(m_handler, &CServerHandler::newPacketReceived);
-    m_server->push(json(R"({"cmd":"rx","type":"UNCONF_UP","data":"01","devEui":"AA"})"));
-    QTest::qWait(100);
-    QCOMPARE(packets.count(), 0);
-    QCOMPARE(m_server->clientCount(), 1);
-}
-
-void TestCServerHandler::failedProbe_data()
-{
-    QTest::addColumn<QJsonObject>("probeReply");
-    QTest::addColumn<bool>("logged");
-
-    QTest::newRow("wrong reply") << json(R"({"cmd":"hello"})") << true;
-    QTest::newRow("no reply within 2000 ms") << QJsonObject() << false;
-}
-
-void TestCServerHandler::failedProbe()
-{
-    QFETCH(QJsonObject, probeReply);
-    QFETCH(bool, logged);
-
-    m_server->setReply(QStringLiteral("cmd"), probeReply);
-    m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-    QTRY_COMPARE_WITH_TIMEOUT(statuses(*m_statusSpy).last(), COMM::InvalidPing, 4000);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).size(), 0);
-    QCOMPARE(loggedLines().join('|').contains(
-                     QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message")),
-             logged);
-}
-
-void TestCServerHandler::invalidUrlStoresNothing()
-{
-    login();
-    m_statusSpy->clear();
-    m_handler->connectSlot(QStringLiteral("ws://host:port"), QStringLiteral("x"), QStringLiteral("y"));
-    QTRY_VERIFY(loggedLines().join('|').contains(
-            QStringLiteral("[CServerHandler::connectSlot] Invalid input URL [ws://host:port]")));
-    QTRY_VERIFY(!statuses(*m_statusSpy).isEmpty());
-    QVERIFY(!statuses(*m_statusSpy).contains(COMM::PingWaiting));
-    QCOMPARE(statuses(*m_statusSpy).first(), COMM::Disconnected);
-
-    // A reconnection still goes to the last valid server with the last credentials.
-    m_handler->reconnectLastAuthData();
-    QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).last(),
-             QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})"));
-}
-
-void TestCServerHandler::rxBecomesOnePacket()
-{
-    login();
-    QSignalSpy packets(m_handler, &CServerHandler::newPacketReceived);
-    m_server->push(json(R"({"cmd":"rx","type":"UNCONF_UP+MAC_LINKCHECK_REQ","devEui":"00aa","ts":1700000000123,
-        "gatewayId":"abc+def","ack":false,"fcnt":7,"port":2,"data":"","freq":868300000,"dr":3,"rssi":-113,"snr":9.5})"));
-    QTRY_COMPARE(packets.count(), 1);
-
-    const auto packet = packets.at(0).at(0).value<API::SApiDeviceData>();
-    QVERIFY(packet.valid);
-    QCOMPARE(packet.devEui, QStringLiteral("00AA"));
-    QCOMPARE(packet.gatewayId, QStringLiteral("ABC"));
-    QCOMPARE(packet.rssi, qint16(-113));
-    QCOMPARE(packet.ts, Q_UINT64_C(1700000000123));
-    QCOMPARE(packet.fcnt, 7u);
-    QVERIFY(packet.data.isEmpty());
-}
-
-void TestCServerHandler::junkFromServerChangesNothing_data()
-{
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("not json") << "hello";
-    QTest::newRow("array") << "[1,2,3]";
-    QTest::newRow("huge text") << QString(4 * 1024 * 1024, QLatin1Char('{'));
-    QTest::newRow("no cmd") << R"({"type":"UNCONF_UP","data":"01","devEui":"AA"})";
-    QTest::newRow("cmd not a string") << R"({"cmd":5})";
-    QTest::newRow("downlink") << R"({"cmd":"rx","type":"UNCONF_DOWN","data":"01","devEui":"AA"})";
-    QTest::newRow("rx without type") << R"({"cmd":"rx","data":"01","devEui":"AA"})";
-    QTest::newRow("rx without data") << R"({"cmd":"rx","type":"CONF_UP","devEui":"AA"})";
-    QTest::newRow("rx without devEui") << R"({"cmd":"rx","type":"CONF_UP","data":"01"})";
-    QTest::newRow("late auth_resp") << R"({"cmd":"auth_resp","status":false})";
-    QTest::newRow("send_data_resp") << R"({"cmd":"send_data_resp","status":true})";
-    QTest::newRow("data list of junk") << R"({"cmd":"get_data_resp","status":true,"devEui":"AA","data_list":[1,"x",{}]})";
-    QTest::newRow("data list not an array") << R"({"cmd":"get_data_resp","status":true,"devEui":"AA","data_list":{}})";
-}
-
-void TestCServerHandler::junkFromServerChangesNothing()
-{
-    QFETCH(QString, text);
-
-    login();
-    m_statusSpy->clear();
-    QSignalSpy packets(m_handler, &CServerHandler::newPacketReceived);
-    QSignalSpy lists(m_handler, qOverload<bool, QList<API::SServerDeviceInfo>>(&CServerHandler::getDevicesListResp));
-
-    m_server->push(text);
-    // A good uplink behind the junk proves that the junk has been read, and
-    // that the session still works.
-    m_server->push(json(R"({"cmd":"rx","type":"UNCONF_UP","data":"0a","devEui":"BB"})"));
-    QTRY_COMPARE(packets.count(), 1);
-    QCOMPARE(packets.at(0).at(0).value<API::SApiDeviceData>().devEui, QStringLiteral("BB"));
-    QCOMPARE(lists.count(), 0);
-    QCOMPARE(m_statusSpy->count(), 0);
-}
-
-void TestCServerHandler::requestsWaitForASessionOrNot()
-{
-    // Before a login the two list requests are refused...
-    QVERIFY(!m_handler->getDevicesList({QStringLiteral("A1")}));
-    m_handler->getDeviceLastPackets(QStringLiteral("AA"));
-    login();
-    QVERIFY(!m_handler->getDevicesList({}));
-    m_handler->getDeviceLastPackets(QString());
-    QTRY_COMPARE(m_logSpy->count(), 4);
-    const QString lines = loggedLines().join('|');
-    QVERIFY(lines.contains(QStringLiteral("[CServerHandler::getDevicesList] Invalid connection to server! Return")));
-    QVERIFY(lines.contains(QStringLiteral("[CServerHandler::getDeviceLastPackets] Invalid connection to server! Return")));
-    QVERIFY(lines.contains(QStringLiteral("[CServerHandler::getDevicesList] Empty input AppEUI list! Return")));
-    QVERIFY(lines.contains(QStringLiteral("[CServerHandler::getDeviceLastPackets] Empty input AppEUI list! Return")));
-    QCOMPARE(m_server->received().size(), 2);
-}
-
-void TestCServerHandler::devicesListFiltersAndReleasesQueue()
-{
-    m_server->setReply(QStringLiteral("get_devices_req"), QJsonObject());
-    login();
-    QSignalSpy lists(m_handler, qOverload<bool, QList<API::SServerDeviceInfo>>(&CServerHandler::getDevicesListResp));
-
-    QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
-    QTest::ignoreMessage(QtDebugMsg, "[CServerHandler::newTaskSlot] Waiting mutex is locked! Return");
-    QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 1);
-    QTest::qWait(100);
-    // One request in flight at a time.
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")),
-             QStringList({QStringLiteral(R"({"cmd":"get_devices_req"})")}));
-
-    m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[
-        {"devEui":"d1","devName":"Boiler","OTAA":{"appEui":"A1"}},
-        {"devEui":"d2","devName":"No OTAA"},
-        {"devEui":"d3","devName":"Empty AppEUI","OTAA":{}},
-        {"devName":"No EUI","OTAA":{"appEui":"A1"}},
-        {"devEui":"d5","devName":"Pump","OTAA":{"appEui":"b2"},"extra":1}]})"));
-    QTRY_COMPARE(lists.count(), 1);
-    QCOMPARE(lists.at(0).at(0).toBool(), true);
-    const auto devices = lists.at(0).at(1).value<QList<API::SServerDeviceInfo>>();
-    QCOMPARE(devices.size(), 2);
-    QCOMPARE(devices.at(0).devEui, QStringLiteral("d1"));
-    QCOMPARE(devices.at(0).appEui, QStringLiteral("A1"));
-    QCOMPARE(devices.at(0).devName, QStringLiteral("Boiler"));
-    QCOMPARE(devices.at(1).appEui, QStringLiteral("b2"));
-
-    // The reply released the queue: the second request goes out now.
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 2);
-    m_server->push(json(R"({"cmd":"get_devices_resp","status":false})"));
-    QTRY_COMPARE(lists.count(), 2);
-    QCOMPARE(lists.at(1).at(0).toBool(), false);
-    QVERIFY(lists.at(1).at(1).value<QList<API::SServerDeviceInfo>>().isEmpty());
-}
-
-void TestCServerHandler::devicesListTimesOut()
-{
-    m_server->setReply(QStringLiteral("get_devices_req"), QJsonObject());
-    login();
-    QSignalSpy lists(m_handler, qOverload<bool, QList<API::SServerDeviceInfo>>(&CServerHandler::getDevicesListResp));
-    QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 1);
-
-    // What the 60 s response timer does when it runs out.
-    m_handler->waitingServerResponseTimeoutSlot();
-    QCOMPARE(lists.count(), 1);
-    QCOMPARE(lists.at(0).at(0).toBool(), false);
-
-    // A reply after the time-out is no longer expected.
-    m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[]})"));
-    QTRY_VERIFY(loggedLines().join('|').contains(
-            QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=verified: unsheduled packet from server")));
-    QCOMPARE(lists.count(), 1);
-}
-
-void TestCServerHandler::unscheduledDevicesListIsLogged()
-{
-    login();
-    QSignalSpy lists(m_handler, qOverload<bool, QList<API::SServerDeviceInfo>>(&CServerHandler::getDevicesListResp));
-    m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[]})"));
-    QTRY_VERIFY(loggedLines().join('|').contains(QStringLiteral("unsheduled packet from server")));
-    QCOMPARE(lists.count(), 0);
-}
-
-void TestCServerHandler::lastPacketsTakeFirstValidRecord()
-{
-    login();
-    QSignalSpy packets(m_handler, &CServerHandler::newPacketReceived);
-    m_handler->getDeviceLastPackets(QStringLiteral("00aa"));
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_data_req")),
-                 QStringList({QStringLiteral(
-                         R"({"cmd":"get_data_req","devEui":"00AA","select":{"direction":"UPLINK","limit":10}})")}));
-
-    m_server->push(json(R"({"cmd":"get_data_resp","status":true,"devEui":"00aa","data_list":[
-        {"data":"01"},
-        {"type":"UNCONF_DOWN","data":"02"},
-        {"type":"CONF_UP","data":"0304","devEui":"FFFF","rssi":-90},
-        {"type":"UNCONF_UP","data":"05"}]})"));
-    QTRY_COMPARE(packets.count(), 1);
-    const auto packet = packets.at(0).at(0).value<API::SApiDeviceData>();
-    QCOMPARE(packet.devEui, QStringLiteral("00AA"));
-    QCOMPARE(packet.data, QByteArray("\x03\x04"));
-    QCOMPARE(packet.rssi, qint16(-90));
-
-    // The reply does not release the queue: a downlink waits for the timer.
-    m_handler->sendDeviceData(QStringLiteral("00aa"), "0401");
-    QTest::qWait(200);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 0);
-    m_handler->waitingServerResponseTimeoutSlot();
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
-    QCOMPARE(packets.count(), 1);
-}
-
-void TestCServerHandler::downlinkHoldsQueueBriefly()
-{
-    login();
-    m_handler->sendDeviceData(QStringLiteral("abCD"), "040102");
-    m_handler->sendDeviceData(QStringLiteral("abCD"), "04ff");
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 2);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).first(),
-             QStringLiteral(R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"040102","devEui":"abCD","port":2}]})"));
-    QVERIFY(m_server->received().last().contains(QStringLiteral("\"04ff\"")));
-}
-
-void TestCServerHandler::downlinkNeedsNoSession()
-{
-    m_server->setReply(QStringLiteral("auth_req"), json(R"({"cmd":"auth_resp","status":false})"));
-    m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("wrong"));
-    QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::InvalidAuth);
-
-    m_handler->sendDeviceData(QStringLiteral("abCD"), "0401");
-    QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
-}
-
-void TestCServerHandler::reconnectUsesStoredCredentials()
-{
-    login();
-    m_statusSpy->clear();
-    m_server->dropClients();
-    QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
-
-    // What the 60 s reconnection timer does when it fires.
-    m_handler->reconnectLastAuthData();
-    QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).size(), 2);
-    QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).last(),
-             QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})"));
-
-    QSignalSpy packets(m_handler, &CServerHandler::newPacketReceived);
-    m_server->push(json(R"({"cmd":"rx","type":"UNCONF_UP","data":"01","devEui":"AA"})"));
-    QTRY_COMPARE(packets.count(), 1);
-}
 
 QTEST_GUILESS_MAIN(TestCServerHandler)
 #include "tst_cserverhandler.moc"

@@ -1,4 +1,3 @@
-#include "core/csettings.h"
 #include "logspy.h"
 #include "tcp/cdevicehandler.h"
 #include "testnet.h"
@@ -9,12 +8,14 @@
 
 namespace {
 
-const QString kDevEui = QStringLiteral("00000000000000D1");
-
 QByteArray chunkData(int size, int index)
 {
     return QByteArray(size, char('a' + index));
 }
+
+const QString kDamaged = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device 00000000000000D1 "
+                                        "has been damaged or lost! Total packet size is [%1], received packet size "
+                                        "is [%2]. Data discarded.");
 
 } // namespace
 
@@ -22,160 +23,146 @@ class TestTcpBridge : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void chunksAreJoined_data();
-    void chunksAreJoined();
-    void chunksWithoutClientsAreDropped();
-    void samePortKeepsClients();
-    void destroyedListenerClosesClients();
-
-private:
-    void connectClients(int count);
     // Sends "size@current/total" chunks, each filled with its own letter.
-    QByteArray send(const QString &chunks, quint16 statedSize);
 
     TestWorkDir m_workDir;
     LogSpy *m_log = nullptr;
     quint16 m_port = 0;
     CDeviceHandler *m_listener = nullptr;
     std::vector<std::unique_ptr<QTcpSocket>> m_clients;
+
+    void connectClients(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            m_clients.push_back(connectClient(m_port));
+            QVERIFY(m_clients.back());
+        }
+        QTRY_COMPARE(m_listener->connections().size(), count);
+    }
+
+    QByteArray send(const QString &chunks, quint16 statedSize)
+    {
+        QByteArray sent;
+        const QStringList parts = chunks.split(QLatin1Char(' '));
+        for (int i = 0; i < parts.size(); ++i) {
+            const QStringList numbers = parts.at(i).split(QRegularExpression(QStringLiteral("[@/]")));
+            const QByteArray chunk = chunkData(numbers.at(0).toInt(), i);
+            const CDeviceHandler::SChunkInfo info{quint8(numbers.at(1).toUInt()), quint8(numbers.at(2).toUInt()),
+                                                  statedSize};
+            m_listener->sendTCPData(chunk, info);
+            sent += chunk;
+        }
+        return sent;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_log = new LogSpy;
+    }
+
+    void init()
+    {
+        m_port = freePort();
+        m_listener = new CDeviceHandler(m_port, ProtocolOption::TCP, QStringLiteral("00000000000000D1"), this);
+        QVERIFY(m_listener->isListening());
+    }
+
+    void cleanup()
+    {
+        m_clients.clear();
+        delete m_listener;
+    }
+
+    void chunksAreJoined_data()
+    {
+        QTest::addColumn<QString>("chunks");
+        QTest::addColumn<int>("statedSize");
+        QTest::addColumn<QByteArray>("delivered");
+        QTest::addColumn<QString>("error");
+
+        const QString exceeded = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package size from device "
+                                                "00000000000000D1 is exceeded! The maximum size should be no more than "
+                                                "600 bytes.");
+        QTest::newRow("two chunks") << "100@1/2 50@2/2" << 150 << chunkData(100, 0) + chunkData(50, 1) << "";
+        QTest::newRow("one chunk") << "20@1/1" << 20 << chunkData(20, 0) << "";
+        QTest::newRow("size bytes sum to 149") << "100@1/2 50@2/2" << 149 << QByteArray() << kDamaged.arg(149).arg(150);
+        QTest::newRow("300 bytes never match") << "127@1/3 127@2/3 46@3/3" << 300 % 256 << QByteArray()
+                                               << kDamaged.arg(44).arg(300);
+        QTest::newRow("700 bytes, size agrees") << "127@1/6 127@2/6 127@3/6 127@4/6 127@5/6 65@6/6" << 700 % 256
+                                                << QByteArray() << exceeded;
+        QTest::newRow("chunk past the total dropped") << "10@1/2 5@3/2 10@2/2" << 20
+                                                      << chunkData(10, 0) + chunkData(10, 2) << "";
+        QTest::newRow("repeated chunk caught by size") << "10@1/2 10@1/2 10@2/2" << 20 << QByteArray()
+                                                       << kDamaged.arg(20).arg(30);
+    }
+
+    void chunksAreJoined()
+    {
+        QFETCH(QString, chunks);
+        QFETCH(int, statedSize);
+        QFETCH(QByteArray, delivered);
+        QFETCH(QString, error);
+        connectClients(2);
+        m_log->forget();
+
+        send(chunks, quint16(statedSize));
+        const QByteArray next = send(QStringLiteral("5@1/1"), 5);
+
+        for (const auto &client : m_clients) {
+            QTRY_COMPARE(client->bytesAvailable(), delivered.size() + next.size());
+            QCOMPARE(client->readAll(), delivered + next);
+        }
+        const QString sent = QStringLiteral("INFO: [CDeviceHandler::sendTCPDataToSocket] Send data [%1] for a TCP "
+                                            "socket in port %2.").arg(QString::fromLatin1(delivered)).arg(m_port);
+        QCOMPARE(m_log->takeLines().value(0), error.isEmpty() ? sent : error);
+    }
+
+    void partialMessagesAreDropped()
+    {
+        // Without clients a chunk is not even kept, and no timer runs for it.
+        send(QStringLiteral("10@1/2"), 20);
+        const QTimer *timer = m_listener->findChild<QTimer *>();
+        QVERIFY(!timer->isActive());
+        connectClients(1);
+        m_log->forget();
+
+        send(QStringLiteral("10@2/2"), 20);
+        send(QStringLiteral("10@1/2"), 20);
+        QVERIFY(timer->isActive());
+        // What the 90 s timer does when it runs out.
+        m_listener->waitingTimeout();
+        const QByteArray next = send(QStringLiteral("4@1/1"), 4);
+
+        QTRY_COMPARE(m_clients.front()->bytesAvailable(), next.size());
+        QCOMPARE(m_clients.front()->readAll(), next);
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ERROR")),
+                 QStringList({kDamaged.arg(20).arg(10), "ERROR: [CDeviceHandler::waitingTimeout] Package from device "
+                                                        "00000000000000D1 has been damaged or lost! Waiting timeout. "
+                                                        "Data discarded."}));
+    }
+
+    void samePortKeepsClients()
+    {
+        connectClients(2);
+        const QString listening = QStringLiteral("[CDeviceHandler::appendDevice] Port [%1] is listening!");
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(listening.arg(m_port)));
+        m_listener->changePort(m_port);
+        QTest::qWait(50);
+        QCOMPARE(m_listener->connections().size(), 2);
+        QCOMPARE(m_clients.front()->state(), QAbstractSocket::ConnectedState);
+    }
+
+    void destroyedListenerClosesClients()
+    {
+        connectClients(2);
+        delete m_listener;
+        m_listener = nullptr;
+        for (const auto &client : m_clients)
+            QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
+        QVERIFY(!connectClient(m_port));
+    }
 };
-
-void TestTcpBridge::initTestCase()
-{
-    CSettings::getInstance(QStringLiteral("settings.conf"));
-    CLogFile::getInstance(QStringLiteral("history"), QString());
-    m_log = new LogSpy;
-}
-
-void TestTcpBridge::init()
-{
-    m_port = freePort();
-    m_listener = new CDeviceHandler(m_port, ProtocolOption::TCP, kDevEui, this);
-    QVERIFY(m_listener->isListening());
-}
-
-void TestTcpBridge::cleanup()
-{
-    m_clients.clear();
-    delete m_listener;
-}
-
-void TestTcpBridge::connectClients(int count)
-{
-    for (int i = 0; i < count; ++i) {
-        m_clients.push_back(connectClient(m_port));
-        QVERIFY(m_clients.back());
-    }
-    QTRY_COMPARE(m_listener->connections().size(), count);
-}
-
-QByteArray TestTcpBridge::send(const QString &chunks, quint16 statedSize)
-{
-    QByteArray sent;
-    const QStringList parts = chunks.split(QLatin1Char(' '));
-    for (int i = 0; i < parts.size(); ++i) {
-        const QStringList numbers = parts.at(i).split(QRegularExpression(QStringLiteral("[@/]")));
-        const QByteArray chunk = chunkData(numbers.at(0).toInt(), i);
-        m_listener->sendTCPData(chunk, {quint8(numbers.at(1).toUInt()), quint8(numbers.at(2).toUInt()), statedSize});
-        sent += chunk;
-    }
-    return sent;
-}
-
-void TestTcpBridge::chunksAreJoined_data()
-{
-    QTest::addColumn<QString>("chunks");
-    QTest::addColumn<int>("statedSize");
-    QTest::addColumn<QByteArray>("delivered");
-    QTest::addColumn<QString>("error");
-
-    const QString damaged = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device 00000000000000D1 "
-                                           "has been damaged or lost! Total packet size is [%1], received packet size "
-                                           "is [%2]. Data discarded.");
-    const QString exceeded = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package size from device "
-                                            "00000000000000D1 is exceeded! The maximum size should be no more than "
-                                            "600 bytes.");
-    QTest::newRow("two chunks") << "100@1/2 50@2/2" << 150 << chunkData(100, 0) + chunkData(50, 1) << "";
-    QTest::newRow("one chunk") << "20@1/1" << 20 << chunkData(20, 0) << "";
-    QTest::newRow("size bytes sum to 149") << "100@1/2 50@2/2" << 149 << QByteArray() << damaged.arg(149).arg(150);
-    QTest::newRow("300 bytes never match") << "127@1/3 127@2/3 46@3/3" << 300 % 256 << QByteArray()
-                                           << damaged.arg(44).arg(300);
-    QTest::newRow("700 bytes, size agrees") << "127@1/6 127@2/6 127@3/6 127@4/6 127@5/6 65@6/6" << 700 % 256
-                                            << QByteArray() << exceeded;
-    QTest::newRow("chunk past the total dropped") << "10@1/2 5@3/2 10@2/2" << 20
-                                                  << chunkData(10, 0) + chunkData(10, 2) << "";
-    QTest::newRow("repeated chunk caught by size") << "10@1/2 10@1/2 10@2/2" << 20 << QByteArray()
-                                                   << damaged.arg(20).arg(30);
-}
-
-void TestTcpBridge::chunksAreJoined()
-{
-    QFETCH(QString, chunks);
-    QFETCH(int, statedSize);
-    QFETCH(QByteArray, delivered);
-    QFETCH(QString, error);
-    connectClients(2);
-    m_log->forget();
-
-    send(chunks, quint16(statedSize));
-    const QByteArray next = send(QStringLiteral("5@1/1"), 5);
-
-    for (const auto &client : m_clients) {
-        QTRY_COMPARE(client->bytesAvailable(), delivered.size() + next.size());
-        QCOMPARE(client->readAll(), delivered + next);
-    }
-    if (error.isEmpty()) {
-        QTRY_COMPARE(m_log->lines().filter(QStringLiteral("Send data")).size(), 4);
-        QCOMPARE(m_log->lines().first(), QStringLiteral("INFO: [CDeviceHandler::sendTCPDataToSocket] Send data [%1] for "
-                                                       "a TCP socket in port %2.").arg(QString::fromLatin1(delivered))
-                                                .arg(m_port));
-    } else {
-        QTRY_COMPARE(m_log->lines().filter(QStringLiteral("ERROR")), QStringList({error}));
-    }
-}
-
-void TestTcpBridge::chunksWithoutClientsAreDropped()
-{
-    send(QStringLiteral("10@1/2"), 20);
-    QVERIFY(!m_listener->findChild<QTimer *>()->isActive());
-    connectClients(1);
-    m_log->forget();
-
-    send(QStringLiteral("10@2/2"), 20);
-    const QByteArray next = send(QStringLiteral("4@1/1"), 4);
-
-    QTRY_COMPARE(m_clients.front()->bytesAvailable(), next.size());
-    QCOMPARE(m_clients.front()->readAll(), next);
-    QTRY_COMPARE(m_log->lines().filter(QStringLiteral("ERROR")).size(), 1);
-    QVERIFY(m_log->lines().first().contains(QStringLiteral("Total packet size is [20], received packet size is [10]")));
-}
-
-// Moving to another port is tested through the registry.
-void TestTcpBridge::samePortKeepsClients()
-{
-    connectClients(2);
-    QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("[CDeviceHandler::appendDevice] Port [%1] is listening!")
-                                                        .arg(m_port)));
-    m_listener->changePort(m_port);
-    QTest::qWait(50);
-    QCOMPARE(m_listener->connections().size(), 2);
-    QCOMPARE(m_clients.front()->state(), QAbstractSocket::ConnectedState);
-}
-
-void TestTcpBridge::destroyedListenerClosesClients()
-{
-    connectClients(2);
-    delete m_listener;
-    m_listener = nullptr;
-    for (const auto &client : m_clients)
-        QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
-    QVERIFY(!connectClient(m_port));
-}
 
 QTEST_GUILESS_MAIN(TestTcpBridge)
 #include "tst_tcpbridge.moc"
