@@ -56,9 +56,11 @@ CLogFile *CLogFile::instance()
 
 void CLogFile::addLog(const QString &message, CLogFile::ELogMessageType type, bool toDebug)
 {
-    const bool posted = QMetaObject::invokeMethod(m_instance, "addLogMetod", Qt::QueuedConnection,
-                                                  Q_ARG(QString, message),
-                                                  Q_ARG(CLogFile::ELogMessageType, type));
+    // Through a functor rather than by name: every ModBus request logs twice,
+    // and the look-up by name cost more than writing the line.
+    CLogFile *log = m_instance;
+    const bool posted = log && QMetaObject::invokeMethod(
+            log, [log, message, type] { log->addLogMetod(message, type); }, Qt::QueuedConnection);
     if (!posted) {
         qDebug().noquote() << "[void __cdecl addLog(class QString,enum CLogFile::ELogMessageType,bool)]"
                               " невозможно создать invokeMethod";
