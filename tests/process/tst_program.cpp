@@ -26,6 +26,16 @@ int readRegister(quint16 port)
     return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
 }
 
+void start(QProcess &program, const QString &folder)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    program.setProcessEnvironment(environment);
+    program.setWorkingDirectory(folder);
+    program.setStandardErrorFile(QProcess::nullDevice());
+    program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
+}
+
 } // namespace
 
 // The shipped program in a working folder of its own: it logs in to the
@@ -35,76 +45,59 @@ class TestProgram : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void servesDecodedUplinkOverModbus();
-    void stopsWhenStoreCannotOpen();
-
-private:
     TestWorkDir m_workDir;
     std::unique_ptr<ProgramCore> m_core;
     FakeNetworkServer m_server;
     QProcess m_program;
     quint16 m_port = 0;
+
+private slots:
+    void initTestCase()
+    {
+        // The folder is prepared with the program's own parts, then left to the program.
+        m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        ProgramCore::storeServerSettings(m_server, QStringLiteral("operator"));
+        m_port = freePort();
+        QVERIFY(ProgramCore::storeDevice(kBoiler, QStringLiteral("F1A7C0DE00000101"), QStringLiteral("Boiler room"),
+                                         1000, m_port, ProtocolOption::ModBus));
+        start(m_program, m_workDir.path());
+        QVERIFY(m_program.waitForStarted());
+    }
+
+    void cleanupTestCase()
+    {
+        m_program.kill();
+        m_program.waitForFinished();
+        m_core.reset();
+    }
+
+    void servesDecodedUplinkOverModbus()
+    {
+        QTRY_COMPARE_WITH_TIMEOUT(m_server.receivedWithCmd(QStringLiteral("auth_req")).size(), 1, 20000);
+        QVERIFY(m_server.receivedWithCmd(QStringLiteral("auth_req")).at(0).contains(QStringLiteral("operator")));
+        QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0, 10000);
+
+        // Temperature 23.5 °C in tenths.
+        ProgramCore::pushUplink(m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
+        QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0x00eb, 10000);
+        QCOMPARE(m_program.state(), QProcess::Running);
+    }
+
+    void stopsWhenStoreCannotOpen()
+    {
+        QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("server.db")));
+        QProcess program;
+        start(program, folder.path());
+        QVERIFY(program.waitForFinished(20000));
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 1);
+
+        QFile log(QDir(folder.path()).filePath(QStringLiteral("history.log")));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QVERIFY(log.readAll().contains("CRITICAL_ERROR! Data base hasn't been created/opened!"));
+    }
 };
-
-void TestProgram::initTestCase()
-{
-    // The folder is prepared with the program's own parts, then left to the program.
-    m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-    ProgramCore::storeServerSettings(m_server, QStringLiteral("operator"));
-    m_port = freePort();
-    QVERIFY(ProgramCore::storeDevice(kBoiler, QStringLiteral("F1A7C0DE00000101"), QStringLiteral("Boiler room"), 1000,
-                                     m_port, ProtocolOption::ModBus));
-
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    m_program.setProcessEnvironment(environment);
-    m_program.setWorkingDirectory(m_workDir.path());
-    m_program.setStandardErrorFile(QProcess::nullDevice());
-    m_program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
-    QVERIFY(m_program.waitForStarted());
-}
-
-void TestProgram::cleanupTestCase()
-{
-    m_program.kill();
-    m_program.waitForFinished();
-    m_core.reset();
-}
-
-void TestProgram::servesDecodedUplinkOverModbus()
-{
-    QTRY_COMPARE_WITH_TIMEOUT(m_server.receivedWithCmd(QStringLiteral("auth_req")).size(), 1, 20000);
-    QVERIFY(m_server.receivedWithCmd(QStringLiteral("auth_req")).at(0).contains(QStringLiteral("operator")));
-    QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0, 10000);
-
-    // Temperature 23.5 °C in tenths.
-    ProgramCore::pushUplink(m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
-    QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0x00eb, 10000);
-    QCOMPARE(m_program.state(), QProcess::Running);
-}
-
-void TestProgram::stopsWhenStoreCannotOpen()
-{
-    QTemporaryDir folder;
-    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("server.db")));
-    QProcess program;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    program.setProcessEnvironment(environment);
-    program.setWorkingDirectory(folder.path());
-    program.setStandardErrorFile(QProcess::nullDevice());
-    program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
-    QVERIFY(program.waitForFinished(20000));
-    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(program.exitCode(), 1);
-
-    QFile log(QDir(folder.path()).filePath(QStringLiteral("history.log")));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    QVERIFY(log.readAll().contains("CRITICAL_ERROR! Data base hasn't been created/opened!"));
-}
 
 QTEST_MAIN(TestProgram)
 #include "tst_program.moc"

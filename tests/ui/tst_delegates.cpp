@@ -1,7 +1,7 @@
-#include "core/clogfile.h"
-#include "core/csettings.h"
+#include "devices/calldevicehandler.h"
+#include "logspy.h"
 #include "testworkdir.h"
-#include "ui/cdevicesearchmodel.h"
+#include "ui/cdevicedelegat.h"
 #include "ui/cregisterdelegat.h"
 #include "ui/csimpleregisterdelegat.h"
 #include "ui/csimpleregistereditwidget.h"
@@ -17,6 +17,13 @@
 
 namespace {
 
+enum Delegate { Register, Editor, ModBusDevice, TcpDevice };
+
+// Its template paints it in #2e86c1.
+const QString kClimateEui = QStringLiteral("F1A7C0DE00000101");
+const QString kNever = QStringLiteral("NEVER RECEIVING");
+constexpr qulonglong kReceived = 1700000000123ULL;
+
 // A register row in the columns of the register table: reg_addr 100, the
 // given bit size, type, value and time, name "Flow", start_value 2.5,
 // grating_period 3 and unit "bar".
@@ -30,6 +37,18 @@ std::unique_ptr<QStandardItemModel> registerModel(int columns, int rows, int bit
     for (int row = 0; row < rows; ++row) {
         for (const auto &cell : cells)
             model->setData(model->index(row, cell.first), cell.second);
+    }
+    return model;
+}
+
+// Device rows in the columns of the device lists: id, name, app EUI, dev EUI, port.
+std::unique_ptr<QStandardItemModel> deviceModel(int columns, int rows, const QString &appEui)
+{
+    auto model = std::make_unique<QStandardItemModel>(rows, columns);
+    const QStringList cells = {"7", "Boiler", appEui, "70B3D5000000C001", "65535"};
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < qMin(columns, int(cells.size())); ++column)
+            model->setData(model->index(row, column), cells.at(column));
     }
     return model;
 }
@@ -49,232 +68,191 @@ class TestDelegates : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void valueText_data();
-    void valueText();
-    void rangeAndReception_data();
-    void rangeAndReception();
-    void cardColour_data();
-    void cardColour();
-    void editorRoundTrip_data();
-    void editorRoundTrip();
-    void searchByName_data();
-    void searchByName();
-
-private:
     TestWorkDir m_workDir;
-    QSignalSpy *m_logSpy = nullptr;
+    std::unique_ptr<LogSpy> m_log;
+
+private slots:
+    void initTestCase()
+    {
+        // Reception times are shown in local time.
+        qputenv("TZ", "UTC");
+        m_log = std::make_unique<LogSpy>();
+
+        QVERIFY(QDir().mkdir(QStringLiteral("deviceFolder")));
+        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QVERIFY(QFile::copy(samples.filePath(name), QDir(QStringLiteral("deviceFolder")).filePath(name)));
+    }
+
+    void registerTexts_data()
+    {
+        QTest::addColumn<QString>("dataType");
+        QTest::addColumn<int>("bitSize");
+        QTest::addColumn<QVariant>("fullValue");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("range");
+        QTest::addColumn<QString>("logged");
+
+        const QString one = QStringLiteral("ModBUS register[100]");
+        const QString two = QStringLiteral("ModBUS register[100..101]");
+        const QVariant sqlNull(QMetaType::fromType<QString>());
+        QTest::newRow("integer, 16 bits") << "integer" << 16 << QVariant("FFFE") << "-2 [bar]" << one << "";
+        QTest::newRow("uinteger, 16 bits") << "uinteger" << 16 << QVariant("FFFE") << "65534 [bar]" << one << "";
+        QTest::newRow("integer, 32 bits") << "integer" << 32 << QVariant("FFFE1DC0") << "-123456 [bar]" << two << "";
+        QTest::newRow("24 bits read as 64") << "integer" << 24 << QVariant("FFFFFFFFFFFFFF85") << "-123 [bar]" << two
+                                            << "";
+        QTest::newRow("short value, zeros after") << "integer" << 32 << QVariant("FFFE") << "-131072 [bar]" << two
+                                                  << "";
+        QTest::newRow("uinteger, 64 bits") << "uinteger" << 64 << QVariant("FFFFFFFFFFFFFFFF")
+                                           << "18446744073709551615 [bar]" << "ModBUS register[100..103]" << "";
+        QTest::newRow("never received") << "uinteger" << 16 << sqlNull << kNever << one << "";
+        QTest::newRow("text, no unit") << "text" << 64 << QVariant("Шлюз-7") << "Шлюз-7"
+                                       << "ModBUS register[100..103]" << "";
+        QTest::newRow("boolean with data") << "boolean" << 16 << QVariant("0001") << kNever << one
+                                           << "[CRegisterDelegat::paint] Unsupporting dataType: BOOLEAN";
+        QTest::newRow("unknown type") << "INTEGER" << 16 << QVariant("0001") << kNever << one
+                                      << "[CRegisterDelegat::paint] Unknown data type! INTEGER";
+    }
+
+    void registerTexts()
+    {
+        QFETCH(QString, dataType);
+        QFETCH(int, bitSize);
+        QFETCH(QVariant, fullValue);
+        QFETCH(QString, value);
+        QFETCH(QString, range);
+        QFETCH(QString, logged);
+
+        // A value comes with the time it was received.
+        auto model = registerModel(14, 1, bitSize, dataType, fullValue, fullValue.isNull() ? 0 : kReceived);
+        const QModelIndex index = model->index(0, 3);
+        m_log->forget();
+        QCOMPARE(CRegisterDelegat::valueText(index), value);
+        QCOMPARE(m_log->takeLines(), logged.isEmpty() ? QStringList() : QStringList{logged});
+        QCOMPARE(CRegisterDelegat::rangeText(index), range);
+        QCOMPARE(CRegisterDelegat::receptionText(index), fullValue.isNull() ? kNever : "14-Nov-23 22:13:20");
+    }
+
+    void cardColour_data()
+    {
+        QTest::addColumn<int>("delegate");
+        QTest::addColumn<int>("columns");
+        QTest::addColumn<QString>("appEui");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("state");
+        QTest::addColumn<QColor>("color");
+        QTest::addColumn<QString>("refusal");   // nothing is painted
+
+        const int idle = QStyle::State_None;
+        const int selected = QStyle::State_Selected;
+        const QColor none(Qt::transparent);
+        const QString registerRefusal = QStringLiteral("[CRegisterDelegat::paint] ERROR: invalid input data size!");
+        const QString cardRefusal = QStringLiteral("[CDeviceDelegat::paintAllRow] ERROR: invalid input data size!");
+        QTest::newRow("register, even row") << int(Register) << 14 << "" << 0 << idle << QC_GLOB_BLACK6C_10 << "";
+        QTest::newRow("register, odd row") << int(Register) << 14 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
+        QTest::newRow("register, selected") << int(Register) << 14 << "" << 1 << selected << QC_GLOB_BLACK6C_45 << "";
+        QTest::newRow("register, 15 columns") << int(Register) << 15 << "" << 0 << idle << none << registerRefusal;
+        QTest::newRow("editor, 15 columns") << int(Editor) << 15 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
+        QTest::newRow("editor, 13 columns") << int(Editor) << 13 << "" << 0 << idle << none << cardRefusal;
+        QTest::newRow("device, darkened") << int(ModBusDevice) << 6 << kClimateEui << 0 << idle
+                                          << QColor(35, 103, 148, 60) << "";
+        QTest::newRow("device, selected") << int(ModBusDevice) << 6 << kClimateEui << 0 << selected
+                                          << QColor(46, 134, 193, 150) << "";
+        QTest::newRow("device, hovered") << int(ModBusDevice) << 6 << kClimateEui << 0 << int(QStyle::State_MouseOver)
+                                         << QColor(46, 134, 193, 150) << "";
+        QTest::newRow("tcp template") << int(TcpDevice) << 5 << "F1A7C0DE00000303" << 0 << idle
+                                      << QColor(109, 52, 133, 60) << "";
+        QTest::newRow("unknown template") << int(ModBusDevice) << 6 << "0000000000000001" << 0 << idle
+                                          << QColor(0, 0, 0, 60) << "";
+        QTest::newRow("modbus device, 5 columns") << int(ModBusDevice) << 5 << kClimateEui << 0 << selected << none
+                                                  << "6 5 " + cardRefusal;
+        QTest::newRow("tcp device, 6 columns") << int(TcpDevice) << 6 << kClimateEui << 0 << selected << none
+                                               << "5 6 " + cardRefusal;
+    }
+
+    void cardColour()
+    {
+        QFETCH(int, delegate);
+        QFETCH(int, columns);
+        QFETCH(QString, appEui);
+        QFETCH(int, row);
+        QFETCH(int, state);
+        QFETCH(QColor, color);
+        QFETCH(QString, refusal);
+
+        const auto model = delegate >= ModBusDevice ? deviceModel(columns, 2, appEui)
+                                                    : registerModel(columns, 2, 16, "text", "6F6B");
+        QImage card(400, 65, QImage::Format_ARGB32_Premultiplied);
+        card.fill(Qt::transparent);
+        QImage reference = card;
+        QPainter(&reference).fillRect(reference.rect(), color);
+        QPainter painter(&card);
+        QStyleOptionViewItem option;
+        option.rect = card.rect();
+        option.state = QStyle::State(state);
+        if (!refusal.isEmpty())
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(refusal));
+        if (delegate == Register)
+            CRegisterDelegat().paint(&painter, option, model->index(row, 0));
+        else if (delegate == Editor)
+            CSimpleRegisterDelegat().paint(&painter, option, model->index(row, 0));
+        else if (delegate == ModBusDevice)
+            CDeviceDelegat(nullptr, CDeviceDelegat::ModBusMode).paint(&painter, option, model->index(row, 0));
+        else
+            CDeviceDelegat(nullptr, CDeviceDelegat::TcpMode).paint(&painter, option, model->index(row, 0));
+        painter.end();
+
+        // Bottom right, clear of the texts.
+        const QPoint bareSpot(395, 60);
+        QCOMPARE(card.pixelColor(bareSpot), reference.pixelColor(bareSpot));
+    }
+
+    void editorRoundTrip_data()
+    {
+        QTest::addColumn<QString>("dataType");
+        QTest::addColumn<QStringList>("typed");
+        QTest::addColumn<QStringList>("reshown");
+
+        // Typed into the cleared edits, and what a new editor shows of the
+        // stored row. Text gets no editor.
+        QTest::newRow("new values") << "uinteger" << QStringList{"10.25", "0.5", "kWh"}
+                                    << QStringList{"10.250000", "0.500000", "kWh"};
+        QTest::newRow("zero multiplier") << "integer" << QStringList{"4.0", "0.0", "V"}
+                                         << QStringList{"4.000000", "1.000000", "V"};
+        QTest::newRow("no sign, no letters") << "integer" << QStringList{"-3.5", "1e5", "-°C"}
+                                             << QStringList{"3.500000", "15.000000", "-°C"};
+        QTest::newRow("text") << "text" << QStringList() << QStringList();
+    }
+
+    void editorRoundTrip()
+    {
+        QFETCH(QString, dataType);
+        QFETCH(QStringList, typed);
+        QFETCH(QStringList, reshown);
+
+        auto model = registerModel(14, 1, 16, dataType, "0001");
+        const QModelIndex index = model->index(0, 0);
+        CSimpleRegisterDelegat delegate;
+        QWidget parent;
+        QWidget *editor = delegate.createEditor(&parent, QStyleOptionViewItem(), index);
+        QCOMPARE(qobject_cast<CSimpleRegisterEditWidget *>(editor) != nullptr, !typed.isEmpty());
+        if (!editor)
+            return;
+
+        delegate.setEditorData(editor, index);
+        QCOMPARE(editTexts(editor), (QStringList{"2.500000", "3.000000", "bar"}));
+        const QList<QLineEdit *> edits = editor->findChildren<QLineEdit *>();
+        for (int field = 0; field < edits.size(); ++field) {
+            edits.at(field)->clear();
+            QTest::keyClicks(edits.at(field), typed.at(field));
+        }
+        delegate.setModelData(editor, model.get(), index);
+
+        QWidget *again = delegate.createEditor(&parent, QStyleOptionViewItem(), index);
+        delegate.setEditorData(again, index);
+        QCOMPARE(editTexts(again), reshown);
+    }
 };
-
-void TestDelegates::initTestCase()
-{
-    // Reception times are shown in local time.
-    qputenv("TZ", "UTC");
-    CSettings::getInstance(QStringLiteral("settings.conf"));
-    m_logSpy = new QSignalSpy(CLogFile::getInstance(QStringLiteral("history"), QString()), &CLogFile::addLogSignal);
-}
-
-void TestDelegates::valueText_data()
-{
-    QTest::addColumn<QString>("dataType");
-    QTest::addColumn<int>("bitSize");
-    QTest::addColumn<QVariant>("fullValue");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("logged");
-
-    const QString never = QStringLiteral("NEVER RECEIVING");
-    QTest::newRow("integer, 16 bits") << "integer" << 16 << QVariant("FFFE") << "-2 [bar]" << "";
-    QTest::newRow("uinteger, 16 bits") << "uinteger" << 16 << QVariant("FFFE") << "65534 [bar]" << "";
-    QTest::newRow("integer, 32 bits") << "integer" << 32 << QVariant("FFFE1DC0") << "-123456 [bar]" << "";
-    QTest::newRow("24 bits read as 64") << "integer" << 24 << QVariant("FFFFFFFFFFFFFF85") << "-123 [bar]" << "";
-    QTest::newRow("short value, zeros after") << "integer" << 32 << QVariant("FFFE") << "-131072 [bar]" << "";
-    QTest::newRow("uinteger, 64 bits") << "uinteger" << 64 << QVariant("FFFFFFFFFFFFFFFF")
-                                       << "18446744073709551615 [bar]" << "";
-    QTest::newRow("never received") << "integer" << 16 << QVariant() << never << "";
-    QTest::newRow("SQL null") << "uinteger" << 16 << QVariant(QMetaType::fromType<QString>()) << never << "";
-    QTest::newRow("text, no unit") << "text" << 64 << QVariant("Шлюз-7") << "Шлюз-7" << "";
-    QTest::newRow("boolean with data") << "boolean" << 16 << QVariant("0001") << never
-                                       << "[CRegisterDelegat::paint] Unsupporting dataType: BOOLEAN";
-    QTest::newRow("unknown type") << "INTEGER" << 16 << QVariant("0001") << never
-                                  << "[CRegisterDelegat::paint] Unknown data type! INTEGER";
-}
-
-void TestDelegates::valueText()
-{
-    QFETCH(QString, dataType);
-    QFETCH(int, bitSize);
-    QFETCH(QVariant, fullValue);
-    QFETCH(QString, text);
-    QFETCH(QString, logged);
-
-    auto model = registerModel(14, 1, bitSize, dataType, fullValue);
-    m_logSpy->clear();
-    QCOMPARE(CRegisterDelegat::valueText(model->index(0, 0)), text);
-    QCoreApplication::processEvents();
-    QCOMPARE(m_logSpy->size(), logged.isEmpty() ? 0 : 1);
-    QVERIFY(logged.isEmpty() || m_logSpy->at(0).at(0).toString().endsWith(logged));
-}
-
-void TestDelegates::rangeAndReception_data()
-{
-    QTest::addColumn<int>("bitSize");
-    QTest::addColumn<qulonglong>("time");
-    QTest::addColumn<QString>("range");
-    QTest::addColumn<QString>("reception");
-
-    QTest::newRow("16 bits") << 16 << 0ULL << "ModBUS register[100]" << "NEVER RECEIVING";
-    QTest::newRow("17 bits") << 17 << 0ULL << "ModBUS register[100..101]" << "NEVER RECEIVING";
-    QTest::newRow("33 bits") << 33 << 0ULL << "ModBUS register[100..102]" << "NEVER RECEIVING";
-    QTest::newRow("64 bits, received") << 64 << 1700000000123ULL << "ModBUS register[100..103]"
-                                       << "14-Nov-23 22:13:20";
-}
-
-void TestDelegates::rangeAndReception()
-{
-    QFETCH(int, bitSize);
-    QFETCH(qulonglong, time);
-    QFETCH(QString, range);
-    QFETCH(QString, reception);
-
-    auto model = registerModel(14, 1, bitSize, "integer", "0001", time);
-    QCOMPARE(CRegisterDelegat::rangeText(model->index(0, 3)), range);
-    QCOMPARE(CRegisterDelegat::receptionText(model->index(0, 3)), reception);
-}
-
-void TestDelegates::cardColour_data()
-{
-    QTest::addColumn<bool>("editor");
-    QTest::addColumn<int>("columns");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<QColor>("color");
-
-    const QColor nothing(Qt::transparent);
-    QTest::newRow("even row") << false << 14 << 0 << int(QStyle::State_None) << QC_GLOB_BLACK6C_10;
-    QTest::newRow("odd row") << false << 14 << 1 << int(QStyle::State_None) << QC_GLOB_BLACK6C_25;
-    QTest::newRow("selected odd row") << false << 14 << 1 << int(QStyle::State_Selected) << QC_GLOB_BLACK6C_45;
-    QTest::newRow("hovered even row") << false << 14 << 0 << int(QStyle::State_MouseOver) << QC_GLOB_BLACK6C_45;
-    QTest::newRow("13 columns") << false << 13 << 0 << int(QStyle::State_None) << nothing;
-    QTest::newRow("15 columns") << false << 15 << 0 << int(QStyle::State_None) << nothing;
-    QTest::newRow("editor rows, 13 columns") << true << 13 << 0 << int(QStyle::State_None) << nothing;
-    QTest::newRow("editor rows, 15 columns") << true << 15 << 1 << int(QStyle::State_None) << QC_GLOB_BLACK6C_25;
-    QTest::newRow("editor rows, selected") << true << 14 << 0 << int(QStyle::State_Selected) << QC_GLOB_BLACK6C_45;
-}
-
-void TestDelegates::cardColour()
-{
-    QFETCH(bool, editor);
-    QFETCH(int, columns);
-    QFETCH(int, row);
-    QFETCH(int, state);
-    QFETCH(QColor, color);
-
-    auto model = registerModel(columns, 2, 16, "text", "6F6B");
-    QImage image(400, 65, QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    QStyleOptionViewItem option;
-    option.rect = image.rect();
-    option.state = QStyle::State(state);
-    if (color.alpha() == 0) {
-        QTest::ignoreMessage(QtDebugMsg, editor ? "[CDeviceDelegat::paintAllRow] ERROR: invalid input data size!"
-                                                : "[CRegisterDelegat::paint] ERROR: invalid input data size!");
-    }
-    if (editor)
-        CSimpleRegisterDelegat().paint(&painter, option, model->index(row, 0));
-    else
-        CRegisterDelegat().paint(&painter, option, model->index(row, 0));
-    painter.end();
-
-    // Bottom right, clear of the texts.
-    QCOMPARE(image.pixelColor(395, 60), color);
-}
-
-void TestDelegates::editorRoundTrip_data()
-{
-    QTest::addColumn<QString>("dataType");
-    QTest::addColumn<QStringList>("typed");
-    QTest::addColumn<QStringList>("accepted");
-    QTest::addColumn<QStringList>("reshown");
-
-    // Typed into the cleared edits, what the edits accept of it, and what a
-    // new editor shows of the stored row. Text and boolean get no editor.
-    QTest::newRow("new values") << "uinteger" << QStringList{"10.25", "0.5", "kWh"}
-                                << QStringList{"10.25", "0.5", "kWh"} << QStringList{"10.250000", "0.500000", "kWh"};
-    QTest::newRow("emptied") << "integer" << QStringList{"", "", ""} << QStringList{"", "", ""}
-                             << QStringList{"0.000000", "1.000000", ""};
-    QTest::newRow("zero multiplier") << "integer" << QStringList{"4.0", "0.0", "V"} << QStringList{"4.0", "0.0", "V"}
-                                     << QStringList{"4.000000", "1.000000", "V"};
-    QTest::newRow("no minus sign") << "integer" << QStringList{"-3.5", "-0.25", "-"}
-                                   << QStringList{"3.5", "0.25", "-"} << QStringList{"3.500000", "0.250000", "-"};
-    QTest::newRow("no letters") << "integer" << QStringList{"1e5", "2,5", "°C/h"} << QStringList{"15", "25", "°C/h"}
-                                << QStringList{"15.000000", "25.000000", "°C/h"};
-    QTest::newRow("text") << "text" << QStringList() << QStringList() << QStringList();
-    QTest::newRow("boolean") << "boolean" << QStringList() << QStringList() << QStringList();
-    QTest::newRow("type in capitals") << "INTEGER" << QStringList() << QStringList() << QStringList();
-}
-
-void TestDelegates::editorRoundTrip()
-{
-    QFETCH(QString, dataType);
-    QFETCH(QStringList, typed);
-    QFETCH(QStringList, accepted);
-    QFETCH(QStringList, reshown);
-
-    auto model = registerModel(14, 1, 16, dataType, "0001");
-    const QModelIndex index = model->index(0, 0);
-    CSimpleRegisterDelegat delegate;
-    QWidget parent;
-    QWidget *editor = delegate.createEditor(&parent, QStyleOptionViewItem(), index);
-    QCOMPARE(qobject_cast<CSimpleRegisterEditWidget *>(editor) != nullptr, !typed.isEmpty());
-    if (!editor)
-        return;
-    QCOMPARE(editor->parentWidget(), &parent);
-
-    delegate.setEditorData(editor, index);
-    QCOMPARE(editTexts(editor), (QStringList{"2.500000", "3.000000", "bar"}));
-    const QList<QLineEdit *> edits = editor->findChildren<QLineEdit *>();
-    for (int field = 0; field < edits.size(); ++field) {
-        edits.at(field)->clear();
-        QTest::keyClicks(edits.at(field), typed.at(field));
-    }
-    QCOMPARE(editTexts(editor), accepted);
-    delegate.setModelData(editor, model.get(), index);
-
-    QWidget *again = delegate.createEditor(&parent, QStyleOptionViewItem(), index);
-    delegate.setEditorData(again, index);
-    QCOMPARE(editTexts(again), reshown);
-}
-
-void TestDelegates::searchByName_data()
-{
-    QTest::addColumn<QString>("search");
-    QTest::addColumn<QStringList>("names");
-
-    QTest::newRow("empty shows all") << "" << QStringList{"xabcx", "Boiler", "ABC meter"};
-    QTest::newRow("any case") << "ABC" << QStringList{"xabcx", "ABC meter"};
-    QTest::newRow("name column only") << "70B3" << QStringList{};
-}
-
-void TestDelegates::searchByName()
-{
-    QFETCH(QString, search);
-    QFETCH(QStringList, names);
-
-    QStandardItemModel devices(0, 6);
-    for (const char *name : {"xabcx", "Boiler", "ABC meter"})
-        devices.appendRow({new QStandardItem("70B3"), new QStandardItem(name), new QStandardItem("70B3D5")});
-    CDeviceSearchModel proxy;
-    proxy.setSourceModel(&devices);
-    proxy.setSearchValue(QStringLiteral("boil"));
-    proxy.setSearchValue(search);
-
-    QStringList shown;
-    for (int row = 0; row < proxy.rowCount(); ++row)
-        shown.append(proxy.index(row, 1).data().toString());
-    QCOMPARE(shown, names);
-}
 
 QTEST_MAIN(TestDelegates)
 #include "tst_delegates.moc"
