@@ -16,12 +16,10 @@ constexpr quint32 kFirstPort = 5020;
 constexpr quint32 kReadPort = kFirstPort + 3;
 constexpr quint32 kReadStart = 450;
 constexpr quint32 kReadCount = 16;
-constexpr quint32 kStarts = kRegistersPerDevice * kDevices / kPorts - kReadCount + 1;
 }
 
 // A ModBus read of 16 registers from a store of 100 devices x 100 registers on
-// 10 ports, repeated and on ever new ranges, beside the bare SELECT that a read
-// runs.
+// 10 ports, beside the bare SELECT that the read runs.
 class BenchRegisterData : public QObject
 {
     Q_OBJECT
@@ -29,7 +27,6 @@ class BenchRegisterData : public QObject
 private slots:
     void initTestCase();
     void getRegisterData();
-    void getRegisterDataNewRanges();
     void bareQuery();
 
 private:
@@ -72,20 +69,6 @@ void BenchRegisterData::getRegisterData()
     }
     QCOMPARE(words.size(), int(kReadCount));
     QCOMPARE(words.value(kReadStart + 1), quint16(kReadStart + 1));
-}
-
-// Every call asks for another range: more ranges than the handler keeps, so
-// each one runs the query.
-void BenchRegisterData::getRegisterDataNewRanges()
-{
-    quint32 call = 0;
-    QMap<quint16, quint16> words;
-    QBENCHMARK {
-        const quint32 start = (call / kPorts) % kStarts;
-        words = m_handler->getRegisterData(kFirstPort + call % kPorts, start, kReadCount);
-        ++call;
-    }
-    QCOMPARE(words.size(), int(kReadCount));
 }
 
 void BenchRegisterData::bareQuery()

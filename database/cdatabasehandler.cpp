@@ -17,8 +17,6 @@ enum ERegisterColumn {
 };
 
 constexpr int kRegisterBits = 16;
-constexpr quint32 kMaxWord = 0xFFFF;
-constexpr int kRegisterDataCacheLimit = 4096;
 constexpr int kParentRow = 1;
 
 const QString kDevicesFormat = QStringLiteral(
@@ -231,7 +229,6 @@ void CDataBaseHandler::createIndexes(QSqlQuery &query)
 bool CDataBaseHandler::registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
-    m_registerDataCache.clear();
     const QString &table = tableFor(protocol);
     if (!isNewDevice(table, device.devEui) || !insertDevice(table, device, protocol))
         return false;
@@ -346,7 +343,6 @@ bool CDataBaseHandler::insertRegisters(quint32 deviceId, const DB::SDeviceRegMap
 bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
-    m_registerDataCache.clear();
     const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
     const QString id = QString::number(deviceId);
     QSqlQuery query(m_db);
@@ -413,7 +409,6 @@ void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
     }
 
     QMutexLocker locker(&m_mutex);
-    m_registerDataCache.clear();
     QSqlQuery query(m_db);
     if (!query.exec(kSelectDeviceIdFormat.arg(DbName::deviceTable, dev(DevDevice), dev(DevEui), regData.devEui))) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [1]"));
@@ -453,34 +448,16 @@ void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
 QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, const quint32 &startAddress,
                                                          const quint32 &count)
 {
+    QMap<quint16, quint16> words;
     if (count == 0)
-        return {};
+        return words;
 
     QMutexLocker locker(&m_mutex);
-    if (port > kMaxWord || startAddress > kMaxWord || count > kMaxWord)
-        return queryRegisterData(port, startAddress, count);
-
-    const quint64 key = (quint64(port) << 32) | (quint64(startAddress) << 16) | count;
-    const auto cached = m_registerDataCache.constFind(key);
-    if (cached != m_registerDataCache.cend())
-        return *cached;
-
-    QMap<quint16, quint16> words = queryRegisterData(port, startAddress, count);
-    if (!words.isEmpty()) {
-        if (m_registerDataCache.size() >= kRegisterDataCacheLimit)
-            m_registerDataCache.clear();
-        m_registerDataCache.insert(key, words);
-    }
-    return words;
-}
-
-QMap<quint16, quint16> CDataBaseHandler::queryRegisterData(quint32 port, quint32 startAddress, quint32 count)
-{
-    QMap<quint16, quint16> words;
     const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
                                 .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
                                      QString::number(startAddress), QString::number(startAddress + count - 1));
     QSqlQuery query(m_db);
+    // Read once from first row to last: no rows are kept for going back.
     query.setForwardOnly(true);
     if (!query.exec(sql)) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);

@@ -2,7 +2,6 @@
 
 #include "database/dbtypes.h"
 
-#include <QHash>
 #include <QMap>
 #include <QMutex>
 #include <QObject>
@@ -54,13 +53,9 @@ private:
                       ProtocolOption protocol);
     quint32 readDeviceId(const QString &table, const QString &devEui);
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
-    QMap<quint16, quint16> queryRegisterData(quint32 port, quint32 startAddress, quint32 count);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
-    // ModBus clients poll the same ranges over and over: answers are kept
-    // until the next write to the file, which only this handler makes.
-    QHash<quint64, QMap<quint16, quint16>> m_registerDataCache;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

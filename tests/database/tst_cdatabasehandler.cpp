@@ -247,17 +247,6 @@ private slots:
         QCOMPARE(messages(), QStringList());
     }
 
-    void laterWritesReachReads()
-    {
-        QVERIFY(add("AA01", ModBus, 100, {reg(0, 16)}));
-        save("AA01", 100, {{"0001", "0001", 0}});
-        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), (Words{{100, 1}}));
-        save("AA01", 100, {{"0002", "0002", 0}});
-        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), (Words{{100, 2}}));
-        QVERIFY(m_handler->deleteDevice(1, ModBus));
-        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), (Words{{100, 0}}));
-    }
-
     void saveWritesValuesOnly()
     {
         QVERIFY(add("AA01", ModBus, 100, {reg(0, 32), reg(1, 16), reg(2, 16)}));
