@@ -14,12 +14,9 @@ namespace {
 constexpr int kDigitsPerRegister = 4;
 constexpr int kMillisecondsPerSecond = 1000;
 
-QString hexText(qint64 value, int width)
-{
-    return QStringLiteral("%1").arg(value, width, 16, QLatin1Char('0')).right(width);
-}
-
-QString unsignedHexText(quint64 value, int width)
+// A negative value keeps its minus sign, as QString::arg writes it.
+template<typename T>
+QString hexText(T value, int width)
 {
     return QStringLiteral("%1").arg(value, width, 16, QLatin1Char('0')).right(width);
 }
@@ -78,13 +75,13 @@ T readRaw(QByteArray bytes, bool bigEndian)
 QString serverDataText(const QString &code, const API::SApiDeviceData &uplink)
 {
     if (code == TemplateKey::ts)
-        return unsignedHexText(uplink.ts / kMillisecondsPerSecond, 8);
+        return hexText(uplink.ts / kMillisecondsPerSecond, 8);
     if (code == TemplateKey::rssi)
         return hexText(uplink.rssi, 4);
     if (code == TemplateKey::snr)
         return hexText(qint32(roundHalfAway(uplink.snr)), 8);
     if (code == TemplateKey::fcnt)
-        return unsignedHexText(uplink.fcnt, 8);
+        return hexText(uplink.fcnt, 8);
     if (code == TemplateKey::gatewayId)
         return uplink.gatewayId;
     return uplink.devEui;
@@ -236,7 +233,7 @@ QString CUplinkDecoder::numberText(const SDevicePacketField &field, const QByteA
     case 8:
         if (isSigned)
             return hexText(roundHalfAway(scaled(double(readRaw<qint64>(bytes, bigEndian)))), 16);
-        return unsignedHexText(truncateUnsigned(scaled(double(readRaw<quint64>(bytes, bigEndian)))), 16);
+        return hexText(truncateUnsigned(scaled(double(readRaw<quint64>(bytes, bigEndian)))), 16);
     default:
         return QString();
     }
