@@ -15,9 +15,10 @@
 #include <QJsonObject>
 #include <QThread>
 
-// The program's singletons made in the order of its start-up, in the current
-// working directory, with the sample templates copied into "deviceFolder".
-// The store runs on its own thread, which ends with this object.
+// The program's singletons up to the uplink route, made in the order of its
+// start-up in the current working directory, with the sample templates copied
+// into "deviceFolder". The store runs on its own thread, which ends with this
+// object.
 class ProgramCore
 {
 public:
@@ -38,8 +39,14 @@ public:
         m_storeThread.start();
         QObject::connect(server, &CServerHandler::newPacketReceived, CAllDeviceHandler::getInstance(),
                          &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
-        QObject::connect(server, &CServerHandler::getDevicesListResp, CAddNewDeviceForm::getInstance(),
-                         &CAddNewDeviceForm::getDevicesListRespSlot, Qt::QueuedConnection);
+    }
+
+    // The two device forms, which need a QApplication, as the start-up makes them.
+    static void startForms()
+    {
+        QObject::connect(CServerHandler::getInstance(), &CServerHandler::getDevicesListResp,
+                         CAddNewDeviceForm::getInstance(), &CAddNewDeviceForm::getDevicesListRespSlot,
+                         Qt::QueuedConnection);
         CEditDeviceForm::getInstance();
     }
 

@@ -2,15 +2,16 @@
 #include "devices/calldevicehandler.h"
 #include "fakenetworkserver.h"
 #include "logspy.h"
+#include "programcore.h"
 #include "server/cserverhandler.h"
 #include "testnet.h"
 #include "testworkdir.h"
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QThread>
 #include <QtTest>
+
+#include <memory>
 
 namespace {
 
@@ -39,7 +40,7 @@ class TestDataPath : public QObject
     Q_OBJECT
 
     TestWorkDir m_workDir;
-    QThread m_thread;
+    std::unique_ptr<ProgramCore> m_core;
     FakeNetworkServer *m_server = nullptr;
     CAllDeviceHandler *m_registry = nullptr;
     LogSpy *m_log = nullptr;
@@ -85,24 +86,10 @@ class TestDataPath : public QObject
 private slots:
     void initTestCase()
     {
-        registerApiMetaTypes();
-        qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");
         m_log = new LogSpy;
-
-        QVERIFY(QDir().mkdir(QStringLiteral("deviceFolder")));
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(QStringLiteral("deviceFolder")).filePath(name)));
-
-        // The start-up order of the program: session, store on its thread, registry, then the uplink route.
-        CServerHandler *session = CServerHandler::getInstance();
-        CDataBaseHandler *store = CDataBaseHandler::getInstance();
-        QVERIFY(store);
-        store->moveToThread(&m_thread);
-        m_thread.start();
+        m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
         m_registry = CAllDeviceHandler::getInstance();
-        connect(session, &CServerHandler::newPacketReceived, m_registry, &CAllDeviceHandler::newPacketReceivedSlot,
-                Qt::QueuedConnection);
+        CServerHandler *session = CServerHandler::getInstance();
 
         m_server = new FakeNetworkServer(this);
         QSignalSpy status(session, &CServerHandler::changeServerStatus);
@@ -117,8 +104,7 @@ private slots:
 
     void cleanupTestCase()
     {
-        m_thread.quit();
-        m_thread.wait();
+        m_core.reset();
     }
 
     void uplinkBecomesModbusRegisters()

@@ -132,6 +132,7 @@ private slots:
     void initTestCase()
     {
         m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        ProgramCore::startForms();
         m_server = std::make_unique<FakeNetworkServer>();
         m_addForm = CAddNewDeviceForm::getInstance();
         m_modbusPort = freePort();

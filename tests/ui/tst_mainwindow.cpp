@@ -57,6 +57,7 @@ private slots:
     void initTestCase()
     {
         m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        ProgramCore::startForms();
         m_server = std::make_unique<FakeNetworkServer>();
         m_log = std::make_unique<LogSpy>();
         ProgramCore::storeServerSettings(*m_server, QStringLiteral("operator"));
