@@ -18,6 +18,8 @@ enum ERegisterColumn {
 
 constexpr int kRegisterBits = 16;
 constexpr int kParentRow = 1;
+// Far above the ranges a plant's clients poll; past it the compiled reads start over.
+constexpr int kMaxRegisterReads = 256;
 
 const QString kDevicesFormat = QStringLiteral(
         "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
@@ -456,11 +458,11 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
     const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
                                 .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
                                      QString::number(startAddress), QString::number(startAddress + count - 1));
-    QSqlQuery query(m_db);
-    // Read once from first row to last: no rows are kept for going back.
-    query.setForwardOnly(true);
-    if (!query.exec(sql)) {
+    QSqlQuery &query = registerRead(sql);
+    if (!query.exec()) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);
+        // Compiled anew next time: a text that failed to compile never runs.
+        m_registerReads.remove(sql);
         return words;
     }
 
@@ -478,6 +480,20 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
         }
     }
     return words;
+}
+
+QSqlQuery &CDataBaseHandler::registerRead(const QString &sql)
+{
+    auto it = m_registerReads.find(sql);
+    if (it != m_registerReads.end())
+        return it.value();
+    if (m_registerReads.size() >= kMaxRegisterReads)
+        m_registerReads.clear();
+    QSqlQuery query(m_db);
+    // Read once from first row to last: no rows are kept for going back.
+    query.setForwardOnly(true);
+    query.prepare(sql);
+    return m_registerReads.insert(sql, query).value();
 }
 
 DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, quint32 regAddr)

@@ -2,6 +2,7 @@
 
 #include "database/dbtypes.h"
 
+#include <QHash>
 #include <QMap>
 #include <QMutex>
 #include <QObject>
@@ -53,9 +54,13 @@ private:
                       ProtocolOption protocol);
     quint32 readDeviceId(const QString &table, const QString &devEui);
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
+    QSqlQuery &registerRead(const QString &sql);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
+    // Compiled register reads by their SQL text: clients poll the same ranges
+    // over and over, and compiling the text costs more than running it.
+    QHash<QString, QSqlQuery> m_registerReads;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

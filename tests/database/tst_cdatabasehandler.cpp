@@ -247,6 +247,30 @@ private slots:
         QCOMPARE(messages(), QStringList());
     }
 
+    // A range polled again reads the file again, also after its first read
+    // failed because the table was gone for a while.
+    void repeatedReadFollowsTheFile()
+    {
+        QVERIFY(add("AA01", ModBus, 100));
+        save("AA01", 100, {{"0001", "0001", 0}});
+        QCOMPARE(rows("ALTER TABLE dev_data RENAME TO away;"), QStringList());
+        // The first read finds the table gone as it runs, the second as it compiles.
+        for (quint32 count : {1u, 2u}) {
+            QCOMPARE(m_handler->getRegisterData(5020, 100, count), Words());
+            QCOMPARE(messages(), QStringList({"ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]",
+                                              QStringLiteral("SELECT * FROM dev_data WHERE port=5020 AND reg_addr "
+                                                             "BETWEEN 100 AND %1;").arg(99 + count)}));
+        }
+        QCOMPARE(rows("ALTER TABLE away RENAME TO dev_data;"), QStringList());
+        QCOMPARE(m_handler->getRegisterData(5020, 100, 2), Words({{100, 1}, {101, 0}}));
+
+        save("AA01", 100, {{"0002", "0002", 0}});
+        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), Words({{100, 2}}));
+        QCOMPARE(rows("UPDATE dev_data SET full_value='0003';"), QStringList());
+        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), Words({{100, 3}}));
+        QCOMPARE(messages(), QStringList());
+    }
+
     void saveWritesValuesOnly()
     {
         QVERIFY(add("AA01", ModBus, 100, {reg(0, 32), reg(1, 16), reg(2, 16)}));
