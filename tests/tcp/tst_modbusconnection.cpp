@@ -140,6 +140,27 @@ private slots:
         QCOMPARE(exchange(*client, kValidRequest, kValidAnswer.size()).toHex(), kValidAnswer.toHex());
     }
 
+    // Each read logs everything buffered so far, and each answer its own bytes.
+    void requestsAndAnswersAreLogged()
+    {
+        const auto client = connectClient(m_port);
+        QVERIFY(client);
+        m_log->forget();
+        const QString start = QString::fromLatin1(kValidRequest.left(5).toHex());
+        const QString whole = QString::fromLatin1(kValidRequest.toHex());
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("REQ: ") + start));
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("REQ: ") + whole));
+
+        QVERIFY(exchange(*client, kValidRequest.left(5), 0).isEmpty());
+        QCOMPARE(exchange(*client, kValidRequest.mid(5), kValidAnswer.size()).toHex(), kValidAnswer.toHex());
+        QCOMPARE(m_log->takeLines(),
+                 QStringList({QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(start),
+                              "[CConnectionHandler] Incomplete packet [1]. Wait for continue...",
+                              QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(whole),
+                              QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >")
+                                      .arg(QString::fromLatin1(kValidAnswer.toHex()))}));
+    }
+
     void hugeLengthWaitsWhileOthersAreServed()
     {
         const auto waiting = connectClient(m_port);
