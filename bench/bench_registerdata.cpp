@@ -85,19 +85,26 @@ void BenchRegisterData::bareQuery()
     QFETCH(bool, compileOnce);
     const QString sql = QStringLiteral("SELECT * FROM dev_data WHERE port=%1 AND reg_addr BETWEEN %2 AND %3;")
                                 .arg(kReadPort).arg(kReadStart).arg(kReadStart + kReadCount - 1);
-    QSqlQuery compiled(QSqlDatabase::database(DbName::connection));
+    const QSqlDatabase connection = QSqlDatabase::database(DbName::connection);
+    QSqlQuery compiled(connection);
     compiled.setForwardOnly(true);
     QVERIFY(compiled.prepare(sql));
+    const auto countRows = [](QSqlQuery &query) {
+        int count = 0;
+        while (query.next())
+            ++count;
+        return count;
+    };
     int rows = 0;
     QBENCHMARK {
-        QSqlQuery fresh(QSqlDatabase::database(DbName::connection));
-        QSqlQuery &query = compileOnce ? compiled : fresh;
-        query.setForwardOnly(true);
-        if (compileOnce)
-            query.exec();
-        else
-            query.exec(sql);
-        for (rows = 0; query.next(); ++rows) {
+        if (compileOnce) {
+            compiled.exec();
+            rows = countRows(compiled);
+        } else {
+            QSqlQuery fresh(connection);
+            fresh.setForwardOnly(true);
+            fresh.exec(sql);
+            rows = countRows(fresh);
         }
     }
     QCOMPARE(rows, int(kReadCount));
