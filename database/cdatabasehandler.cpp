@@ -19,7 +19,7 @@ enum ERegisterColumn {
 constexpr int kRegisterBits = 16;
 constexpr int kParentRow = 1;
 // Far above the ranges a plant's clients poll; past it the compiled reads start over.
-constexpr int kMaxRegisterReads = 256;
+constexpr int kMaxCompiledQueries = 256;
 
 const QString kDevicesFormat = QStringLiteral(
         "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
@@ -458,11 +458,11 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
     const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
                                 .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
                                      QString::number(startAddress), QString::number(startAddress + count - 1));
-    QSqlQuery &query = registerRead(sql);
+    QSqlQuery &query = compiledQuery(sql);
     if (!query.exec()) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);
         // Compiled anew next time: a text that failed to compile never runs.
-        m_registerReads.remove(sql);
+        m_compiledQueries.remove(sql);
         return words;
     }
 
@@ -482,18 +482,18 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
     return words;
 }
 
-QSqlQuery &CDataBaseHandler::registerRead(const QString &sql)
+QSqlQuery &CDataBaseHandler::compiledQuery(const QString &sql)
 {
-    auto it = m_registerReads.find(sql);
-    if (it != m_registerReads.end())
+    auto it = m_compiledQueries.find(sql);
+    if (it != m_compiledQueries.end())
         return it.value();
-    if (m_registerReads.size() >= kMaxRegisterReads)
-        m_registerReads.clear();
+    if (m_compiledQueries.size() >= kMaxCompiledQueries)
+        m_compiledQueries.clear();
     QSqlQuery query(m_db);
     // Read once from first row to last: no rows are kept for going back.
     query.setForwardOnly(true);
     query.prepare(sql);
-    return m_registerReads.insert(sql, query).value();
+    return m_compiledQueries.insert(sql, query).value();
 }
 
 DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, quint32 regAddr)
@@ -504,22 +504,24 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
                                        "AND %1.%6=:%6;")
                                 .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice),
                                      dev(DevEui), reg(RegAddr));
-    QSqlQuery query(m_db);
-    query.prepare(sql);
+    QSqlQuery &query = compiledQuery(sql);
     query.bindValue(placeholder(dev(DevEui)), devEui);
     query.bindValue(placeholder(reg(RegAddr)), regAddr);
     if (!query.exec()) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Invalid SQL request [1]"), sql);
+        m_compiledQueries.remove(sql);
         return param;
     }
-    if (!query.next()) {
+    if (query.next()) {
+        param.gratingPeriod = query.value(RegGratingPeriod).toDouble();
+        param.startValue = query.value(RegStartValue).toDouble();
+        param.unit = query.value(RegUnit).toString();
+        param.regAddr = regAddr;
+    } else {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!"), sql);
-        return param;
     }
-    param.gratingPeriod = query.value(RegGratingPeriod).toDouble();
-    param.startValue = query.value(RegStartValue).toDouble();
-    param.unit = query.value(RegUnit).toString();
-    param.regAddr = regAddr;
+    // Only the first row is read: ending the read here leaves the file unlocked.
+    query.finish();
     return param;
 }
 

@@ -54,13 +54,14 @@ private:
                       ProtocolOption protocol);
     quint32 readDeviceId(const QString &table, const QString &devEui);
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
-    QSqlQuery &registerRead(const QString &sql);
+    QSqlQuery &compiledQuery(const QString &sql);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
-    // Compiled register reads by their SQL text: clients poll the same ranges
-    // over and over, and compiling the text costs more than running it.
-    QHash<QString, QSqlQuery> m_registerReads;
+    // The reads of the ModBus clients and the decoder, compiled, by their SQL
+    // text: the same texts come again and again, and compiling one costs
+    // about as much as running it.
+    QHash<QString, QSqlQuery> m_compiledQueries;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

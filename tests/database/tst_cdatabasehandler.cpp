@@ -326,6 +326,8 @@ private slots:
         };
         QCOMPARE(param("AA01", 101), QStringLiteral("101|-40|0.5|C"));
         QCOMPARE(messages(), QStringList());
+        // The look-up stops at its first row, and still lets another writer in.
+        QCOMPARE(rows("UPDATE dev_data SET unit=unit;"), QStringList());
         QCOMPARE(param("BB02", 101), QStringLiteral("0|0|1|"));
         QCOMPARE(messages(), QStringList({"ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!",
                                           "SELECT * FROM dev_data WHERE dev_data.device IN ( SELECT devices.device "
