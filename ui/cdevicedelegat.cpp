@@ -10,11 +10,12 @@
 #include <QPainter>
 
 namespace {
+using CardPainting::kDetailPixelSize;
+using CardPainting::kInset;
+using CardPainting::kTitlePixelSize;
+
 constexpr int kWidth = 100;
 constexpr int kHeight = 30;
-constexpr int kInset = 2;
-constexpr int kTitlePixelSize = 12;
-constexpr int kDetailPixelSize = 9;
 constexpr int kModBusColumns = 6;
 constexpr int kTcpColumns = 5;
 constexpr int kIdleAlpha = 60;

@@ -12,11 +12,12 @@
 #include <QtEndian>
 
 namespace {
+using CardPainting::kDetailPixelSize;
+using CardPainting::kInset;
+using CardPainting::kTitlePixelSize;
+
 constexpr int kWidth = 100;
 constexpr int kHeight = 40;
-constexpr int kInset = 2;
-constexpr int kTitlePixelSize = 12;
-constexpr int kDetailPixelSize = 9;
 constexpr int kReceptionHeight = 12;
 constexpr int kValueHeight = 16;
 constexpr int kRegisterBits = 16;

@@ -11,12 +11,13 @@
 #include <QPainter>
 
 namespace {
+using CardPainting::kDetailPixelSize;
+using CardPainting::kInset;
+using CardPainting::kTitlePixelSize;
+
 constexpr qreal kBadgeRadius = 4;
 constexpr int kWidth = 200;
 constexpr int kHeight = 65;
-constexpr int kInset = 2;
-constexpr int kTitlePixelSize = 12;
-constexpr int kDetailPixelSize = 9;
 constexpr int kDecimals = 6;
 constexpr int kBadgeWidth = 50;
 constexpr int kHeaderHeight = 13;
