@@ -62,6 +62,20 @@ STemplateInfo summary(const QMap<QString, T> &templates, const QString &appEui)
     return {it->appEui, it->devType, it->color};
 }
 
+// Keeps the first template of each AppEUI; `kind` starts the log texts.
+template<typename T>
+void keepFirst(QMap<QString, T> &templates, const T &deviceTemplate, const QString &kind)
+{
+    if (!deviceTemplate.isValid)
+        return;
+    if (templates.contains(deviceTemplate.appEui)) {
+        CLogFile::addLog(QStringLiteral("%1 [%2] already inited. Skip").arg(kind, deviceTemplate.appEui));
+        return;
+    }
+    CLogFile::addLog(QStringLiteral("%1 [%2] inited SUCCESSULLY").arg(kind, deviceTemplate.appEui));
+    templates.insert(deviceTemplate.appEui, deviceTemplate);
+}
+
 // Null after a parse error, which is logged.
 QJsonDocument parseFile(QFile &file)
 {
@@ -134,15 +148,7 @@ void CAllDeviceHandler::loadTemplateFile(const QString &fileName, const QString 
         return;
     }
 
-    const SDeviceTemplate deviceTemplate(document.object());
-    if (!deviceTemplate.isValid)
-        return;
-    if (m_templates.contains(deviceTemplate.appEui)) {
-        CLogFile::addLog(QStringLiteral("Device [%1] already inited. Skip").arg(deviceTemplate.appEui));
-        return;
-    }
-    CLogFile::addLog(QStringLiteral("Device [%1] inited SUCCESSULLY").arg(deviceTemplate.appEui));
-    m_templates.insert(deviceTemplate.appEui, deviceTemplate);
+    keepFirst(m_templates, SDeviceTemplate(document.object()), QStringLiteral("Device"));
 }
 
 void CAllDeviceHandler::initTCP(QString FilePath)
@@ -156,17 +162,8 @@ void CAllDeviceHandler::initTCP(QString FilePath)
         CLogFile::addLog(QStringLiteral("File [TCP.json] is not contans JSON document"));
 
     const QJsonArray elements = document.object().value(kDataKey).toArray();
-    for (const QJsonValue &element : elements) {
-        const STCPDeviceTemplate deviceTemplate(element.toObject());
-        if (!deviceTemplate.isValid)
-            continue;
-        if (m_tcpTemplates.contains(deviceTemplate.appEui)) {
-            CLogFile::addLog(QStringLiteral("TCP device [%1] already inited. Skip").arg(deviceTemplate.appEui));
-            continue;
-        }
-        CLogFile::addLog(QStringLiteral("TCP device [%1] inited SUCCESSULLY").arg(deviceTemplate.appEui));
-        m_tcpTemplates.insert(deviceTemplate.appEui, deviceTemplate);
-    }
+    for (const QJsonValue &element : elements)
+        keepFirst(m_tcpTemplates, STCPDeviceTemplate(element.toObject()), QStringLiteral("TCP device"));
 }
 
 QList<STemplateInfo> CAllDeviceHandler::deviceTemplates() const
