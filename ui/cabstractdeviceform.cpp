@@ -276,6 +276,11 @@ QStringList CAbstractDeviceForm::rebuildDeviceTypes()
     return appEuis;
 }
 
+QVariant CAbstractDeviceForm::cell(const QAbstractItemModel *model, int row, int column)
+{
+    return model->data(model->index(row, column));
+}
+
 bool CAbstractDeviceForm::portIsUsable(quint16 port, bool modbusPortAccepted)
 {
     QTcpServer probe;

@@ -47,6 +47,7 @@ protected:
     // modbusPortAccepted is set; a port held by another program passes here
     // and fails later at the listener.
     static bool portIsUsable(quint16 port, bool modbusPortAccepted);
+    static QVariant cell(const QAbstractItemModel *model, int row, int column);
     void emitRefresh();
     void connectDeviceSelection();
 

@@ -29,10 +29,6 @@ void setCell(QStandardItemModel *model, int row, int column, const QVariant &val
     model->setData(model->index(row, column), value);
 }
 
-QVariant cell(const QAbstractItemModel *model, int row, int column)
-{
-    return model->data(model->index(row, column));
-}
 } // namespace
 
 CAddNewDeviceForm *CAddNewDeviceForm::m_instance = nullptr;

@@ -23,10 +23,6 @@ const QList<int> kCopiedRegisterColumns = {
     RegisterColumn::Name,    RegisterColumn::Source,     RegisterColumn::Unit,
 };
 
-QVariant cell(const QAbstractItemModel *model, int row, int column)
-{
-    return model->data(model->index(row, column));
-}
 } // namespace
 
 CEditDeviceForm *CEditDeviceForm::m_instance = nullptr;
