@@ -83,8 +83,7 @@ QJsonDocument parseFile(QFile &file)
     const QJsonDocument document = QJsonDocument::fromJson(file.isOpen() ? file.readAll() : QByteArray(), &error);
     if (error.error != QJsonParseError::NoError) {
         CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Invalid parsing JSON file [%1]: error[%2], row[%3]")
-                                 .arg(file.fileName(), error.errorString())
-                                 .arg(error.offset));
+                                 .arg(file.fileName(), error.errorString(), QString::number(error.offset)));
     }
     return document;
 }
@@ -228,8 +227,7 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
     else
         m_modbusDevices.insert(_devInfo.devEui, _devInfo);
     CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
-                             .arg(_devInfo.devEui)
-                             .arg(port));
+                             .arg(_devInfo.devEui, QString::number(port)));
 }
 
 void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
@@ -256,8 +254,7 @@ void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
     else
         m_tcpDevices.remove(_devEui);
     qDebug().noquote() << QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: DevEUI[%1], port[%2]")
-                                  .arg(_devEui)
-                                  .arg(_port);
+                                  .arg(_devEui, QString::number(_port));
 }
 
 void CAllDeviceHandler::updatePortRegisteredDevice(DB::SDeviceRegMapDescription _devInfo, quint16 OldPort)
@@ -276,8 +273,7 @@ void CAllDeviceHandler::updatePortRegisteredDevice(DB::SDeviceRegMapDescription 
     }
     m_tcpDevices.insert(_devInfo.devEui, port);
     CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] Device DevEUI[%1] updated is new port[%2]!")
-                             .arg(_devInfo.devEui)
-                             .arg(port));
+                             .arg(_devInfo.devEui, QString::number(port)));
 }
 
 void CAllDeviceHandler::newPacketReceivedSlot(API::SApiDeviceData _devData)

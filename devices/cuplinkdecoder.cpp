@@ -74,8 +74,10 @@ T readRaw(QByteArray bytes, bool bigEndian)
 // text fills when the text is a number.
 QString serverDataText(const QString &code, const API::SApiDeviceData &uplink)
 {
+    // The time stamp keeps its whole text: seconds of 2^32 and more give more
+    // than eight digits, and the first register then takes the leading ones.
     if (code == TemplateKey::ts)
-        return hexText(uplink.ts / kMillisecondsPerSecond, 8);
+        return QStringLiteral("%1").arg(uplink.ts / kMillisecondsPerSecond, 8, 16, QLatin1Char('0'));
     if (code == TemplateKey::rssi)
         return hexText(uplink.rssi, 4);
     if (code == TemplateKey::snr)
@@ -134,9 +136,8 @@ std::optional<DB::SDbDeviceRegDataSet> CUplinkDecoder::decode(const API::SApiDev
     if (uplink.data.size() != packet->packetSize) {
         CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of packet "
                                         "[%1][%2]. Expect [%3], real [%4]")
-                                 .arg(typeText, QString::fromLatin1(uplink.data.toHex()))
-                                 .arg(packet->packetSize)
-                                 .arg(uplink.data.size()));
+                                 .arg(typeText, QString::fromLatin1(uplink.data.toHex()),
+                                      QString::number(packet->packetSize), QString::number(uplink.data.size())));
         return std::nullopt;
     }
 
@@ -196,8 +197,7 @@ void CUplinkDecoder::addField(DB::SDbDeviceRegDataSet &set, const SDevicePacketF
     } else {
         CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport data type [%1] "
                                         "for size [%2]")
-                                 .arg(field.dataType)
-                                 .arg(size));
+                                 .arg(field.dataType, QString::number(size)));
         return;
     }
     // One and two bytes fill one register, the text whole; wider values four

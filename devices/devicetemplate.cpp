@@ -23,6 +23,10 @@ const QStringList kServerDataKeys = {
 const QString kLittleEndian = QStringLiteral("le");
 const QString kBigEndian = QStringLiteral("be");
 
+// A register map entry wider than the widest decoded value has no meaning, and
+// a ModBus read would expand it word by word.
+constexpr qint32 kMaxRegisterBits = 64;
+
 // Values of DB::SDeviceRegDescription::source.
 constexpr quint32 kServerDataSource = 0;
 constexpr quint32 kPacketFieldSource = 1;
@@ -77,6 +81,15 @@ DB::SDeviceRegDescription registerOf(const QString &name, quint32 source, qint32
     return reg;
 }
 
+bool registerSizeFits(qint32 regBitSize, const QString &tag)
+{
+    if (regBitSize >= 0 && regBitSize <= kMaxRegisterBits)
+        return true;
+    report(QStringLiteral("[%1] Invalid register size [%2], can be 0 to %3 bits")
+                   .arg(tag, QString::number(regBitSize), QString::number(kMaxRegisterBits)));
+    return false;
+}
+
 } // namespace
 
 SServerData::SServerData(const QJsonObject &object)
@@ -103,7 +116,7 @@ SServerData::SServerData(const QJsonObject &object)
     regBitBias = object.value(TemplateKey::regBitBias).toInt(0);
     regBitSize = object.value(TemplateKey::regBitSize).toInt(0);
     dataName = object.value(TemplateKey::dataName).toString();
-    isValid = true;
+    isValid = registerSizeFits(regBitSize, QStringLiteral("SServerData"));
 }
 
 SDevicePacketField::SDevicePacketField(const QJsonObject &object)
@@ -134,7 +147,7 @@ SDevicePacketField::SDevicePacketField(const QJsonObject &object)
     regBitSize = object.value(TemplateKey::regBitSize).toInt(0);
     dataType = object.value(TemplateKey::dataType).toString();
     dataName = object.value(TemplateKey::dataName).toString();
-    isValid = true;
+    isValid = registerSizeFits(regBitSize, QStringLiteral("SDevicePacketField"));
 }
 
 SDevicePacket::SDevicePacket(const QJsonObject &object)

@@ -112,6 +112,16 @@ private slots:
         QCOMPARE(registry()->tcpTemplateInfo(QStringLiteral("F1A7C0DE000000D6")).color, kDefaultDeviceColor);
     }
 
+    void onlyTheExactCaseNameIsTheTcpFile()
+    {
+        writeFile(QStringLiteral("tcp.json"), R"({"data":[{"app_eui":"F1A7C0DE000000D7","dev_type":"Lower"}]})");
+        QTest::ignoreMessage(QtDebugMsg, "[SDeviceTemplate] Invalid input JSON");
+        registry()->init();
+        QVERIFY(!registry()->hasTcpTemplate(QStringLiteral("F1A7C0DE000000D7")));
+        QVERIFY(registry()->hasTcpTemplate(QStringLiteral("F1A7C0DE000000D4")));
+        m_log->forget();
+    }
+
     void unreadableTcpFileLogsEachStep()
     {
         const QString path = QDir(kFolder).absoluteFilePath(QStringLiteral("absentTCP.json"));
@@ -127,7 +137,8 @@ private slots:
     {
         const quint16 port = freePort();
         const QString first = QStringLiteral("00000000000000A1");
-        const QString second = QStringLiteral("00000000000000A2");
+        // A placeholder inside the data stays as it stands in the log texts.
+        const QString second = QStringLiteral("000000000000%1A2");
         registry()->addNewDevice(device(first, port), ProtocolOption::ModBus);
         m_log->forget();
         registry()->addNewDevice(device(second, port), ProtocolOption::ModBus);
@@ -135,7 +146,7 @@ private slots:
                  QStringList({QStringLiteral("INFO: [CAllDeviceHandler::addNewDevice] port [%1] is already open")
                                       .arg(port),
                               QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
-                                      .arg(second).arg(port)}));
+                                      .arg(second, QString::number(port))}));
 
         const quint16 otherPort = freePort();
         registry()->removeDevice(first, otherPort);
@@ -145,6 +156,8 @@ private slots:
         QVERIFY(accepts(port));
         QCOMPARE(registry()->portProtocol(port), Protocol(ProtocolOption::ModBus));
 
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: "
+                                                                   "DevEUI[%1], port[%2]").arg(second, QString::number(port))));
         registry()->removeDevice(second, port);
         QCOMPARE(registry()->portProtocol(port), Protocol());
         QVERIFY(!accepts(port));

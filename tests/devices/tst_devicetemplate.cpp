@@ -124,6 +124,19 @@ private slots:
         QTest::newRow("packet: all fields bad")
                 << Parse(parsedValid<SDevicePacket>) << packet(1, "{}," + field("A", 3, R"(,"endianness":"mixed")"))
                 << fault("SDevicePacketField", "Empty input JSON") + kEndiannessFault << false;
+        QTest::newRow("field: register wider than 64 bits")
+                << Parse(parsedValid<SDevicePacketField>) << withValue(field("A"), "reg_bit_size", 2147483647)
+                << fault("SDevicePacketField", "Invalid register size [2147483647], can be 0 to 64 bits") << false;
+        QTest::newRow("field: negative register size")
+                << Parse(parsedValid<SDevicePacketField>) << withValue(field("A"), "reg_bit_size", -16)
+                << fault("SDevicePacketField", "Invalid register size [-16], can be 0 to 64 bits") << false;
+        QTest::newRow("field: 64-bit register") << Parse(parsedValid<SDevicePacketField>)
+                                                << withValue(field("A"), "reg_bit_size", 64) << QStringList() << true;
+        QTest::newRow("datum: register wider than 64 bits")
+                << Parse(parsedValid<SServerData>) << withValue(datum("ts"), "reg_bit_size", 65)
+                << QStringList{"[ts] - bitSize[64], type[uinteger]",
+                               "[SServerData] Invalid register size [65], can be 0 to 64 bits"}
+                << false;
         QTest::newRow("field: null endianness") << Parse(parsedValid<SDevicePacketField>)
                                                 << field("A", 3, R"(,"endianness":null)") << kEndiannessFault
                                                 << false;
@@ -139,6 +152,28 @@ private slots:
         for (const QString &line : debugLines)
             QTest::ignoreMessage(QtDebugMsg, qPrintable(line));
         QCOMPARE(parse(json(text)), valid);
+    }
+
+    void endiannessInAnyCase_data()
+    {
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<int>("endianness");
+
+        QTest::newRow("be") << "be" << int(SDevicePacketField::BigEndian);
+        QTest::newRow("BE") << "BE" << int(SDevicePacketField::BigEndian);
+        QTest::newRow("bE") << "bE" << int(SDevicePacketField::BigEndian);
+        QTest::newRow("LE") << "LE" << int(SDevicePacketField::LittleEndian);
+        QTest::newRow("Le") << "Le" << int(SDevicePacketField::LittleEndian);
+    }
+
+    void endiannessInAnyCase()
+    {
+        QFETCH(QString, word);
+        QFETCH(int, endianness);
+
+        const SDevicePacketField parsed(json(withValue(field("A"), "endianness", word)));
+        QVERIFY(parsed.isValid);
+        QCOMPARE(int(parsed.endianness), endianness);
     }
 
     void laterDuplicatesWin()

@@ -18,7 +18,8 @@ QJsonObject field(const QString &shape, int packetBias = 1, int regMapBias = kFi
     const QStringList parts = shape.split(QLatin1Char('/'));
     QJsonObject object{{"data_name", "f"}, {"packet_bias", packetBias}, {"data_bit_bias", bitBias},
                        {"data_bit_size", parts.at(1).toInt()}, {"data_type", parts.at(0)},
-                       {"reg_map_bias", regMapBias}, {"reg_bit_bias", 0}, {"reg_bit_size", parts.at(1).toInt()}};
+                       {"reg_map_bias", regMapBias}, {"reg_bit_bias", 0},
+                       {"reg_bit_size", qMin(parts.at(1).toInt(), 64)}};
     if (parts.size() > 2)
         object.insert("endianness", parts.at(2));
     return object;
@@ -160,6 +161,8 @@ private slots:
         QTest::newRow("boolean") << "boolean/8" << 0 << prefix.arg("WARNING") + "data type [boolean] for size [1]";
         QTest::newRow("type word case") << "Integer/16/be" << 0
                                         << prefix.arg("WARNING") + "data type [Integer] for size [2]";
+        QTest::newRow("percent in the type word") << "rate%1/16/be" << 0
+                                                  << prefix.arg("WARNING") + "data type [rate%1] for size [2]";
     }
 
     void refusedFieldKeepsTheRest()
@@ -211,6 +214,45 @@ private slots:
         // A refused packet saves not even the server data.
         QCOMPARE(texts(set), log.isEmpty() ? QStringList({"0:-071|-071", "4:002a|002a"}) : QStringList("no set"));
         QCOMPARE(m_log->takeLines(), log.isEmpty() ? QStringList() : QStringList(log));
+    }
+
+    void timeStampKeepsItsWholeText_data()
+    {
+        QTest::addColumn<quint64>("milliseconds");
+        QTest::addColumn<QStringList>("expected");
+
+        QTest::newRow("eight digits") << Q_UINT64_C(1700000000123) << QStringList{"0:6553|6553f100", "1:f100|"};
+        QTest::newRow("2^32 seconds") << Q_UINT64_C(4294967296000) << QStringList{"0:1000|100000000", "1:0000|"};
+        QTest::newRow("microseconds") << Q_UINT64_C(1700000000123456)
+                                      << QStringList{"0:18bc|18bcfe5687b", "1:687b|"};
+    }
+
+    void timeStampKeepsItsWholeText()
+    {
+        QFETCH(quint64, milliseconds);
+        QFETCH(QStringList, expected);
+
+        const QJsonArray ts = {QJsonObject{{"data_code", "ts"}, {"data_name", "ts"}, {"reg_map_bias", 0},
+                                           {"reg_bit_bias", 0}, {"reg_bit_size", 64}}};
+        const SDeviceTemplate deviceTemplate = makeTemplate({packet(0x2a, 1, {field("uinteger/8", 0, 15)})}, ts);
+        API::SApiDeviceData data = uplink("2a");
+        data.ts = milliseconds;
+        QCOMPARE(texts(CUplinkDecoder(deviceTemplate, unscaled()).decode(data, kStartAddr)),
+                 expected + QStringList("15:002a|002a"));
+    }
+
+    void packetWithoutSizeRefusesItsUplinks()
+    {
+        m_log->forget();
+        QJsonObject sizeless = packet(1, 3, {field("uinteger/16/be")});
+        sizeless.remove("packet_size");
+        const SDeviceTemplate deviceTemplate = makeTemplate({sizeless});
+        QVERIFY(deviceTemplate.isValid);
+
+        QCOMPARE(texts(CUplinkDecoder(deviceTemplate, unscaled()).decode(uplink("010203"), kStartAddr)),
+                 QStringList("no set"));
+        QCOMPARE(m_log->takeLines(), QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of "
+                                                 "packet [01][010203]. Expect [0], real [3]"));
     }
 
     void serverDataByRegisterSize_data()
