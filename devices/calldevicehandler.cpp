@@ -8,16 +8,9 @@
 
 #include <QDebug>
 #include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonParseError>
 #include <QMutexLocker>
 
 namespace {
-
-const QString kTemplateFilter = QStringLiteral("*.json");
-const QString kDataKey = QStringLiteral("data");
 
 // First payload bytes of the TCP device frames that carry a chunk: 3, 5, 6 and 13.
 constexpr quint32 kTcpChunkFrameMask = 0x2068;
@@ -62,32 +55,6 @@ STemplateInfo summary(const QMap<QString, T> &templates, const QString &appEui)
     return {it->appEui, it->devType, it->color};
 }
 
-// Keeps the first template of each AppEUI; `kind` starts the log texts.
-template<typename T>
-void keepFirst(QMap<QString, T> &templates, const T &deviceTemplate, const QString &kind)
-{
-    if (!deviceTemplate.isValid)
-        return;
-    if (templates.contains(deviceTemplate.appEui)) {
-        CLogFile::addLog(QStringLiteral("%1 [%2] already inited. Skip").arg(kind, deviceTemplate.appEui));
-        return;
-    }
-    CLogFile::addLog(QStringLiteral("%1 [%2] inited SUCCESSULLY").arg(kind, deviceTemplate.appEui));
-    templates.insert(deviceTemplate.appEui, deviceTemplate);
-}
-
-// Null after a parse error, which is logged.
-QJsonDocument parseFile(QFile &file)
-{
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.isOpen() ? file.readAll() : QByteArray(), &error);
-    if (error.error != QJsonParseError::NoError) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Invalid parsing JSON file [%1]: error[%2], row[%3]")
-                                 .arg(file.fileName(), error.errorString(), QString::number(error.offset)));
-    }
-    return document;
-}
-
 } // namespace
 
 CAllDeviceHandler *CAllDeviceHandler::m_instance = nullptr;
@@ -106,98 +73,47 @@ CAllDeviceHandler::CAllDeviceHandler()
 
 void CAllDeviceHandler::init()
 {
-    const QDir folder(QDir::currentPath() + QLatin1Char('/') + FileName::deviceFolder);
-    if (!folder.exists()) {
-        CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::init] Dirrectory with device signature is not existed"),
-                         CLogFile::LogInfo, true);
-        return;
-    }
-    const QStringList names = folder.entryList({kTemplateFilter}, QDir::Files);
-    if (names.isEmpty()) {
-        CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::init] Dirrectory with device signature is empty"),
-                         CLogFile::LogInfo, true);
-        return;
-    }
-    qDebug() << names;
-
-    for (const QString &name : names) {
-        if (name.contains(FileName::tcpTemplate))
-            initTCP(folder.filePath(name));
-        else
-            loadTemplateFile(name, folder.filePath(name));
-    }
-}
-
-void CAllDeviceHandler::loadTemplateFile(const QString &fileName, const QString &filePath)
-{
-    QFile file(filePath);
-    if (!file.exists()) {
-        CLogFile::addLog(QStringLiteral("File [%1] is not exist").arg(fileName));
-        return;
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
-        CLogFile::addLog(QStringLiteral("File [%1] is not opened").arg(fileName));
-        return;
-    }
-    const QJsonDocument document = parseFile(file);
-    if (document.isNull())
-        return;
-    if (document.isEmpty()) {
-        CLogFile::addLog(QStringLiteral("File [%1] is not contans JSON document").arg(fileName));
-        return;
-    }
-
-    keepFirst(m_templates, SDeviceTemplate(document.object()), QStringLiteral("Device"));
+    m_templateFolder.load(QDir::currentPath() + QLatin1Char('/') + FileName::deviceFolder);
 }
 
 void CAllDeviceHandler::initTCP(QString FilePath)
 {
-    // Every fault is logged and the next step runs on what there is.
-    QFile file(FilePath);
-    if (!file.open(QIODevice::ReadOnly))
-        CLogFile::addLog(QStringLiteral("File [TCP.json] is not opened"));
-    const QJsonDocument document = parseFile(file);
-    if (document.isEmpty())
-        CLogFile::addLog(QStringLiteral("File [TCP.json] is not contans JSON document"));
-
-    const QJsonArray elements = document.object().value(kDataKey).toArray();
-    for (const QJsonValue &element : elements)
-        keepFirst(m_tcpTemplates, STCPDeviceTemplate(element.toObject()), QStringLiteral("TCP device"));
+    m_templateFolder.loadTcpFile(FilePath);
 }
 
 QList<STemplateInfo> CAllDeviceHandler::deviceTemplates() const
 {
-    return summaries(m_templates);
+    return summaries(m_templateFolder.templates());
 }
 
 QList<STemplateInfo> CAllDeviceHandler::tcpDeviceTemplates() const
 {
-    return summaries(m_tcpTemplates);
+    return summaries(m_templateFolder.tcpTemplates());
 }
 
 bool CAllDeviceHandler::hasTemplate(const QString &appEui) const
 {
-    return m_templates.contains(appEui);
+    return m_templateFolder.templates().contains(appEui);
 }
 
 bool CAllDeviceHandler::hasTcpTemplate(const QString &appEui) const
 {
-    return m_tcpTemplates.contains(appEui);
+    return m_templateFolder.tcpTemplates().contains(appEui);
 }
 
 STemplateInfo CAllDeviceHandler::templateInfo(const QString &appEui) const
 {
-    return summary(m_templates, appEui);
+    return summary(m_templateFolder.templates(), appEui);
 }
 
 STemplateInfo CAllDeviceHandler::tcpTemplateInfo(const QString &appEui) const
 {
-    return summary(m_tcpTemplates, appEui);
+    return summary(m_templateFolder.tcpTemplates(), appEui);
 }
 
 DB::SDeviceRegMapDescription CAllDeviceHandler::registerMap(const QString &appEui) const
 {
-    return m_templates.value(appEui).registerMap();
+    return m_templateFolder.templates().value(appEui).registerMap();
 }
 
 std::optional<ProtocolOption> CAllDeviceHandler::portProtocol(quint16 port) const
@@ -295,7 +211,7 @@ void CAllDeviceHandler::processDataSlot(API::SApiDeviceData _devData)
     CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::processDataSlot] Recived data [%1] from device [%2].")
                              .arg(QString::fromLatin1(_devData.data.toHex()), _devData.devEui));
     const DB::SDeviceRegMapDescription device = m_modbusDevices.value(_devData.devEui);
-    const SDeviceTemplate deviceTemplate = m_templates.value(device.appEui);
+    const SDeviceTemplate deviceTemplate = m_templateFolder.templates().value(device.appEui);
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     const QString devEui = _devData.devEui;
     const CUplinkDecoder decoder(deviceTemplate, [store, devEui](quint32 regAddr) {

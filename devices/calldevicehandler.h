@@ -1,8 +1,7 @@
 #pragma once
 
 #include "database/dbtypes.h"
-#include "devices/devicetemplate.h"
-#include "devices/tcpdevicetemplate.h"
+#include "devices/ctemplatefolder.h"
 #include "server/apitypes.h"
 
 #include <QColor>
@@ -65,12 +64,9 @@ public slots:
 private:
     CAllDeviceHandler();
 
-    void loadTemplateFile(const QString &fileName, const QString &filePath);
-
-    QMap<QString, SDeviceTemplate> m_templates;
+    CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;
     QMap<QString, DB::SDeviceRegMapDescription> m_modbusDevices;
-    QMap<QString, STCPDeviceTemplate> m_tcpTemplates;
     QMap<quint16, CDeviceHandler *> m_tcpHandlers;
     QMap<QString, quint16> m_tcpDevices;
     mutable QMutex m_mutex;

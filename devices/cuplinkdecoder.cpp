@@ -1,6 +1,6 @@
 #include "cuplinkdecoder.h"
 
-#include "core/clogfile.h"
+#include "devices/cdevicelog.h"
 #include "core/constants.h"
 
 #include <QtEndian>
@@ -118,7 +118,7 @@ std::optional<DB::SDbDeviceRegDataSet> CUplinkDecoder::decode(const API::SApiDev
 
     for (const SServerData &datum : m_template.serverData) {
         if (!kServerDataFormats.contains(datum.dataCode)) {
-            CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown DataCode [%1]!")
+            CDeviceLog::write(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown DataCode [%1]!")
                                      .arg(datum.dataCode));
             continue;
         }
@@ -129,12 +129,12 @@ std::optional<DB::SDbDeviceRegDataSet> CUplinkDecoder::decode(const API::SApiDev
     const QString typeText = QStringLiteral("%1").arg(packetType, 2, 10, QLatin1Char('0'));
     const auto packet = m_template.devicePackets.constFind(quint32(packetType));
     if (packet == m_template.devicePackets.cend()) {
-        CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet type [%1]")
+        CDeviceLog::write(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet type [%1]")
                                  .arg(typeText));
         return std::nullopt;
     }
     if (uplink.data.size() != packet->packetSize) {
-        CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of packet "
+        CDeviceLog::write(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of packet "
                                         "[%1][%2]. Expect [%3], real [%4]")
                                  .arg(typeText, QString::fromLatin1(uplink.data.toHex()),
                                       QString::number(packet->packetSize), QString::number(uplink.data.size())));
@@ -179,12 +179,12 @@ void CUplinkDecoder::addField(DB::SDbDeviceRegDataSet &set, const SDevicePacketF
                               const QByteArray &payload) const
 {
     if (field.dataBitBias % 8 != 0 || field.dataBitSize % 8 != 0) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler::processDataSlot] Unsupport functional"));
+        CDeviceLog::write(QStringLiteral("ERROR: [CAllDeviceHandler::processDataSlot] Unsupport functional"));
         return;
     }
     const int size = field.dataBitSize / 8;
     if (size != 1 && size != 2 && size != 4 && size != 8) {
-        CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport size of data [%1]")
+        CDeviceLog::write(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport size of data [%1]")
                                  .arg(size));
         return;
     }
@@ -195,7 +195,7 @@ void CUplinkDecoder::addField(DB::SDbDeviceRegDataSet &set, const SDevicePacketF
     } else if (field.dataType == DataType::text) {
         text = QString::fromUtf8(bytes);
     } else {
-        CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport data type [%1] "
+        CDeviceLog::write(QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport data type [%1] "
                                         "for size [%2]")
                                  .arg(field.dataType, QString::number(size)));
         return;

@@ -1,6 +1,6 @@
 #include "devicetemplate.h"
 
-#include "core/clogfile.h"
+#include "devices/cdevicelog.h"
 #include "core/constants.h"
 
 #include <QDebug>
@@ -104,7 +104,7 @@ SServerData::SServerData(const QJsonObject &object)
     dataCode = object.value(TemplateKey::dataCode).toString();
     const auto format = kServerDataFormats.constFind(dataCode);
     if (format == kServerDataFormats.cend()) {
-        CLogFile::addLog(QStringLiteral("ERROR: [SServerData] Server keyword [%1] is unknown!").arg(dataCode),
+        CDeviceLog::write(QStringLiteral("ERROR: [SServerData] Server keyword [%1] is unknown!").arg(dataCode),
                          CLogFile::LogError);
         return;
     }
