@@ -1,0 +1,124 @@
+#include "ccheckcommand.h"
+
+#include "cmessagecollector.h"
+#include "ctemplatelayout.h"
+
+#include "core/constants.h"
+
+#include <QFileInfo>
+
+namespace {
+
+const QString kIndent = QStringLiteral("  ");
+
+QString row(const QStringList &cells)
+{
+    static const QList<int> widths = {8, 11, 36, 10};
+    QString text;
+    for (int i = 0; i < cells.size(); ++i)
+        text += i < widths.size() ? cells.at(i).leftJustified(widths.at(i)) + QLatin1Char(' ') : cells.at(i);
+    return text.trimmed();
+}
+
+} // namespace
+
+QString CCheckCommand::name() const
+{
+    return QStringLiteral("check");
+}
+
+QString CCheckCommand::summary() const
+{
+    return QStringLiteral("Check the templates of a folder as Quillbar loads them.");
+}
+
+QString CCheckCommand::description() const
+{
+    return QStringLiteral("Load the templates of a folder as Quillbar does and report what is accepted, refused "
+                          "or likely wrong. Exit code 0 when all is accepted without warning, 1 when anything is "
+                          "refused or warned about, 2 on a wrong command line.");
+}
+
+QString CCheckCommand::synopsis() const
+{
+    return QStringLiteral("[FOLDER]");
+}
+
+void CCheckCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addPositionalArgument(QStringLiteral("FOLDER"),
+                                 QStringLiteral("The template folder (default ./%1).").arg(FileName::deviceFolder),
+                                 QStringLiteral("[FOLDER]"));
+}
+
+int CCheckCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.size() > 1)
+        return fail(streams, QStringLiteral("one folder at most"), ExitUsage);
+    const QString folderPath = arguments.isEmpty() ? FileName::deviceFolder : arguments.first();
+    if (!QFileInfo(folderPath).isDir())
+        return fail(streams, QStringLiteral("no folder \"%1\"").arg(folderPath), ExitFindings);
+
+    QTextStream &out = streams.out;
+    CMessageCollector collector;
+    CTemplateFolder folder;
+    int files = 0;
+    int refused = 0;
+    int warnings = 0;
+    CTemplateFolder::SFileHooks hooks;
+    // What comes before the first file is the folder's list of names.
+    hooks.started = [&collector](const QString &) { collector.takeLines(); };
+    hooks.finished = [&](const QString &fileName, const STemplateFileOutcome &outcome) {
+        ++files;
+        refused += outcome.refused;
+        out << QStringLiteral("%1: %2 accepted, %3 refused")
+                        .arg(fileName, QString::number(outcome.stored.size()), QString::number(outcome.refused))
+            << Qt::endl;
+        for (const QString &line : collector.takeLines())
+            out << kIndent << line << Qt::endl;
+        for (const QString &appEui : outcome.stored) {
+            if (CTemplateFolder::isTcpFile(fileName))
+                reportTcpTemplate(folder.tcpTemplates().value(appEui), out);
+            else
+                warnings += reportTemplate(folder.templates().value(appEui), out);
+        }
+    };
+    folder.load(folderPath, hooks);
+
+    // A folder without templates gets the program's own line.
+    for (const QString &line : collector.takeLines())
+        out << line << Qt::endl;
+    out << QStringLiteral("%1 files, %2 templates accepted, %3 refused, %4 warnings")
+                    .arg(QString::number(files),
+                         QString::number(folder.templates().size() + folder.tcpTemplates().size()),
+                         QString::number(refused), QString::number(warnings))
+        << Qt::endl;
+    return files > 0 && refused == 0 && warnings == 0 ? ExitClean : ExitFindings;
+}
+
+int CCheckCommand::reportTemplate(const SDeviceTemplate &deviceTemplate, QTextStream &out) const
+{
+    out << kIndent << QStringLiteral("template %1 \"%2\", colour %3")
+                              .arg(deviceTemplate.appEui, deviceTemplate.devType, deviceTemplate.color.name())
+        << Qt::endl;
+    const CTemplateLayout layout(deviceTemplate);
+    const QString tableIndent = kIndent + kIndent;
+    out << tableIndent << row({"offset", "registers", "name", "type", "source"}) << Qt::endl;
+    for (const SLayoutEntry &entry : layout.entries()) {
+        out << tableIndent
+            << row({QString::number(entry.offset), QString::number(entry.registers), entry.name, entry.dataType,
+                    entry.source})
+            << Qt::endl;
+    }
+    for (const QString &warning : layout.warnings())
+        out << kIndent << QStringLiteral("warning: ") << warning << Qt::endl;
+    return layout.warnings().size();
+}
+
+void CCheckCommand::reportTcpTemplate(const STCPDeviceTemplate &deviceTemplate, QTextStream &out) const
+{
+    out << kIndent << QStringLiteral("TCP template %1 \"%2\", colour %3")
+                              .arg(deviceTemplate.appEui, deviceTemplate.devType, deviceTemplate.color.name())
+        << Qt::endl;
+}

@@ -1,0 +1,146 @@
+#include "cstorereader.h"
+
+#include "core/constants.h"
+
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QUuid>
+
+namespace {
+
+// Waits out a write of the running program instead of failing with SQLITE_BUSY.
+const QString kConnectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=5000");
+const QString kDriver = QStringLiteral("QSQLITE");
+const QStringList kTables = {DbName::deviceTable, DbName::tcpDeviceTable, DbName::registerTable};
+
+const QString kRegistersSql = QStringLiteral(
+        "SELECT d.port, r.reg_addr, r.bit_size, d.name, d.dev_eui, d.app_eui, r.name, r.unit, r.data_type, "
+        "r.grating_period, r.start_value FROM dev_data r JOIN devices d ON r.device = d.device "
+        "WHERE r.parent = 1 ORDER BY d.port, r.reg_addr, d.device;");
+const QString kTcpDevicesSql = QStringLiteral(
+        "SELECT port, name, dev_eui, app_eui FROM devicesTCP ORDER BY port, device;");
+const QString kStartSql = QStringLiteral("SELECT start_addr FROM devices WHERE dev_eui = :dev_eui;");
+const QString kParamSql = QStringLiteral(
+        "SELECT start_value, grating_period, unit FROM dev_data WHERE device IN "
+        "( SELECT device FROM devices WHERE dev_eui = :dev_eui ) AND reg_addr = :reg_addr;");
+
+} // namespace
+
+CStoreReader::CStoreReader(const QString &filePath)
+    : m_filePath(filePath)
+    , m_connectionName(QUuid::createUuid().toString())
+{
+}
+
+CStoreReader::~CStoreReader()
+{
+    {
+        QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool CStoreReader::open()
+{
+    if (!QFileInfo(m_filePath).isFile())
+        return fail(QStringLiteral("does not exist"), QString());
+    QSqlDatabase db = QSqlDatabase::addDatabase(kDriver, m_connectionName);
+    db.setDatabaseName(m_filePath);
+    db.setConnectOptions(kConnectOptions);
+    if (!db.open())
+        return fail(QStringLiteral("cannot be opened"), db.lastError().text());
+
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table';")))
+        return fail(QStringLiteral("is not a Quillbar register file"), query.lastError().text());
+    QStringList tables;
+    while (query.next())
+        tables.append(query.value(0).toString());
+    for (const QString &table : kTables) {
+        if (!tables.contains(table))
+            return fail(QStringLiteral("is not a Quillbar register file"), QStringLiteral("no table %1").arg(table));
+    }
+    return true;
+}
+
+std::optional<quint32> CStoreReader::startAddress(const QString &devEui)
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.prepare(kStartSql);
+    query.bindValue(QStringLiteral(":dev_eui"), devEui);
+    if (!query.exec()) {
+        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        return std::nullopt;
+    }
+    if (!query.next())
+        return std::nullopt;
+    return query.value(0).toUInt();
+}
+
+DB::SRegisterParam CStoreReader::registerParam(const QString &devEui, quint32 regAddr)
+{
+    DB::SRegisterParam param;
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.prepare(kParamSql);
+    query.bindValue(QStringLiteral(":dev_eui"), devEui);
+    query.bindValue(QStringLiteral(":reg_addr"), regAddr);
+    if (query.exec() && query.next()) {
+        param.regAddr = regAddr;
+        param.startValue = query.value(0).toDouble();
+        param.gratingPeriod = query.value(1).toDouble();
+        param.unit = query.value(2).toString();
+    }
+    return param;
+}
+
+std::optional<QList<SStoredRegister>> CStoreReader::registers()
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(kRegistersSql)) {
+        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        return std::nullopt;
+    }
+    QList<SStoredRegister> result;
+    while (query.next()) {
+        SStoredRegister reg;
+        reg.port = query.value(0).toUInt();
+        reg.address = query.value(1).toUInt();
+        reg.bitSize = query.value(2).toInt();
+        reg.deviceName = query.value(3).toString();
+        reg.devEui = query.value(4).toString();
+        reg.appEui = query.value(5).toString();
+        reg.name = query.value(6).toString();
+        reg.unit = query.value(7).toString();
+        reg.dataType = query.value(8).toString();
+        reg.multiplier = query.value(9).toDouble();
+        reg.offset = query.value(10).toDouble();
+        result.append(reg);
+    }
+    return result;
+}
+
+std::optional<QList<SStoredTcpDevice>> CStoreReader::tcpDevices()
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(kTcpDevicesSql)) {
+        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        return std::nullopt;
+    }
+    QList<SStoredTcpDevice> result;
+    while (query.next())
+        result.append({query.value(0).toUInt(), query.value(1).toString(), query.value(2).toString(),
+                       query.value(3).toString()});
+    return result;
+}
+
+bool CStoreReader::fail(const QString &what, const QString &detail)
+{
+    m_error = QStringLiteral("register file \"%1\" %2").arg(m_filePath, what);
+    if (!detail.trimmed().isEmpty())
+        m_error += QStringLiteral(" (%1)").arg(detail.trimmed());
+    return false;
+}

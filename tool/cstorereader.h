@@ -1,0 +1,67 @@
+#pragma once
+
+#include "database/dbtypes.h"
+
+#include <QList>
+#include <QSqlDatabase>
+#include <QString>
+
+#include <optional>
+
+// One stored register of a ModBus device, with its device, for the map.
+struct SStoredRegister
+{
+    quint32 port = 0;
+    quint32 address = 0;
+    int bitSize = 0;
+    QString deviceName;
+    QString devEui;
+    QString appEui;
+    QString name;
+    QString unit;
+    QString dataType;
+    double multiplier = 1.0;
+    double offset = 0.0;
+};
+
+// One stored TCP device.
+struct SStoredTcpDevice
+{
+    quint32 port = 0;
+    QString deviceName;
+    QString devEui;
+    QString appEui;
+};
+
+// Reads the program's register file without ever changing it: the file is
+// opened read-only, a missing one is not made, and a file the program is
+// writing at that moment is waited for a while rather than failed.
+class CStoreReader
+{
+public:
+    explicit CStoreReader(const QString &filePath);
+    ~CStoreReader();
+
+    CStoreReader(const CStoreReader &) = delete;
+    CStoreReader &operator=(const CStoreReader &) = delete;
+
+    // False, with errorText() set, when the file is missing, unreadable or
+    // not a register file of the program.
+    bool open();
+    QString errorText() const { return m_error; }
+
+    // The stored start address of a ModBus device, if it is stored.
+    std::optional<quint32> startAddress(const QString &devEui);
+    // The scaling of one register as the program's decoder looks it up:
+    // multiplier 1 and offset 0 when it has no row.
+    DB::SRegisterParam registerParam(const QString &devEui, quint32 regAddr);
+    std::optional<QList<SStoredRegister>> registers();
+    std::optional<QList<SStoredTcpDevice>> tcpDevices();
+
+private:
+    bool fail(const QString &what, const QString &detail);
+
+    QString m_filePath;
+    QString m_connectionName;
+    QString m_error;
+};

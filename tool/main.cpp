@@ -1,0 +1,15 @@
+#include "ctool.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    CTool tool;
+    return tool.run(QCoreApplication::arguments(), out, err);
+}
