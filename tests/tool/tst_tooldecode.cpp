@@ -1,0 +1,253 @@
+#include "logspy.h"
+#include "programcore.h"
+#include "testnet.h"
+#include "testworkdir.h"
+#include "toolrun.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QSqlQuery>
+#include <QtTest>
+
+namespace {
+
+const QString kAppEui = QStringLiteral("F1A7C0DE0000DEC0");
+const QString kTemplateFile = QStringLiteral("source/decode_kind.json");
+const QString kRxFile = QStringLiteral("rx.json");
+constexpr quint32 kStartAddr = 100;
+constexpr quint32 kSpan = 30;
+
+// "type/bits/endianness" at a payload byte and a register.
+QJsonObject field(const QString &name, const QString &shape, int packetBias, int regMapBias)
+{
+    const QStringList parts = shape.split(QLatin1Char('/'));
+    QJsonObject object{{"data_name", name}, {"packet_bias", packetBias}, {"data_bit_bias", 0},
+                       {"data_bit_size", parts.at(1).toInt()}, {"data_type", parts.at(0)},
+                       {"reg_map_bias", regMapBias}, {"reg_bit_bias", 0}, {"reg_bit_size", parts.at(1).toInt()}};
+    if (parts.size() > 2)
+        object.insert("endianness", parts.at(2));
+    return object;
+}
+
+QJsonObject datum(const QString &code, int regMapBias, int regBitSize)
+{
+    return {{"data_code", code}, {"data_name", code}, {"reg_map_bias", regMapBias}, {"reg_bit_bias", 0},
+            {"reg_bit_size", regBitSize}};
+}
+
+QJsonObject packet(int type, int size, const QJsonArray &fields)
+{
+    return {{"packet_type", type}, {"packet_size", size}, {"packet_fields", fields}};
+}
+
+QByteArray templateText()
+{
+    const QJsonArray packets = {
+        packet(1, 5, {field("Big", "uinteger/16/be", 1, 10), field("Little", "uinteger/16/LE", 3, 11)}),
+        packet(2, 4, {field("Minus one", "integer/8", 1, 12), field("Signed", "integer/16/Be", 2, 13)}),
+        packet(3, 13, {field("Counter", "uinteger/32/le", 1, 14), field("Balance", "integer/64/be", 5, 16)}),
+        packet(4, 3, {field("Scaled", "uinteger/16/be", 1, 20)}),
+        packet(-56, 5, {field("Label", "text/32", 1, 21)}),
+    };
+    const QJsonArray data = {datum("ts", 0, 32), datum("rssi", 2, 16), datum("fcnt", 3, 32)};
+    return QJsonDocument(QJsonObject{{"app_eui", kAppEui.toLower()}, {"dev_type", "Decode table"},
+                                     {"device_packets", packets}, {"server_data", data}})
+            .toJson();
+}
+
+const QJsonObject kRx{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", "00000000000000ff"},
+                      {"ts", 1700000000123LL}, {"gatewayId", "aabbccddeeff0011"}, {"fcnt", 70000},
+                      {"rssi", -87}, {"snr", 7.25}, {"data", "00"}};
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+}
+
+// Address to word of the tool's register lines.
+QMap<quint32, quint16> toolWords(const QStringList &lines)
+{
+    static const QRegularExpression pattern(QStringLiteral("^\\s*(\\d+)  0x([0-9a-f]{4})\\s+(\\d+)  "));
+    QMap<quint32, quint16> words;
+    for (const QString &line : lines) {
+        const QRegularExpressionMatch match = pattern.match(line);
+        if (match.hasMatch() && match.captured(2).toUShort(nullptr, 16) == match.captured(3).toUShort())
+            words.insert(match.captured(1).toUInt(), match.captured(3).toUShort());
+    }
+    return words;
+}
+
+} // namespace
+
+class TestToolDecode : public QObject
+{
+    Q_OBJECT
+
+    TestWorkDir m_workDir;
+    std::unique_ptr<ProgramCore> m_program;
+    LogSpy *m_log = nullptr;
+    int m_device = 0;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(QDir().mkdir(QStringLiteral("source")));
+        writeFile(kTemplateFile, templateText());
+        writeFile(kRxFile, QJsonDocument(kRx).toJson());
+        m_program = std::make_unique<ProgramCore>(QStringLiteral("source"));
+        m_log = new LogSpy;
+        QVERIFY(CAllDeviceHandler::getInstance()->hasTemplate(kAppEui));
+    }
+
+    void cleanupTestCase()
+    {
+        delete m_log;
+        m_program.reset();
+    }
+
+    void sameWordsAsTheProgram_data()
+    {
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<bool>("withRx");
+        QTest::addColumn<bool>("byDevice");     // the stored device's start address and scaling
+        QTest::addColumn<bool>("scaled");       // multiplier 0.1 and offset 5 stored for register 20
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QStringList>("expected");  // "address=word", or the warning of a refused payload
+
+        QTest::newRow("byte orders") << QByteArray("0101020304") << false << false << false << 0
+                                     << QStringList{"110=258", "111=1027"};
+        QTest::newRow("signed values") << QByteArray("02fffffe") << false << true << false << 0
+                                       << QStringList{"112=1", "113=2"};
+        QTest::newRow("wide values") << QByteArray("0378563412fffffffffffffffe") << false << true << false << 0
+                                     << QStringList{"114=4660", "115=22136", "116=0", "119=2"};
+        // A ModBus read takes the hexadecimal digits of a stored text, so "ABCD" reads as one word.
+        QTest::newRow("text") << QByteArray("c841424344") << false << false << false << 0
+                              << QStringList{"121=43981", "122=0"};
+        QTest::newRow("default scaling") << QByteArray("040019") << false << false << false << 0
+                                         << QStringList{"120=25"};
+        QTest::newRow("stored scaling") << QByteArray("040019") << false << true << true << 0
+                                        << QStringList{"120=8"};
+        QTest::newRow("server data of an rx message") << QByteArray("0101020304") << true << true << false << 0
+                                                      << QStringList{"100=25939", "101=61696", "102=87",
+                                                                     "103=1", "104=4464"};
+        QTest::newRow("wrong size") << QByteArray("0101") << false << true << false << 1
+                                    << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of "
+                                                   "packet [01][0101]. Expect [5], real [2]");
+        QTest::newRow("unknown type") << QByteArray("09") << true << false << false << 1
+                                      << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet "
+                                                     "type [09]");
+    }
+
+    void sameWordsAsTheProgram()
+    {
+        QFETCH(QByteArray, payload);
+        QFETCH(bool, withRx);
+        QFETCH(bool, byDevice);
+        QFETCH(bool, scaled);
+        QFETCH(int, exitCode);
+        QFETCH(QStringList, expected);
+
+        // A device of its own, so that no earlier uplink stands in the store.
+        const QString devEui = QStringLiteral("00000000DEC0%1").arg(++m_device, 4, 16, QLatin1Char('0')).toUpper();
+        const quint16 port = freePort();
+        QVERIFY(ProgramCore::storeDevice(devEui, kAppEui, QStringLiteral("Table"), kStartAddr, port,
+                                         ProtocolOption::ModBus));
+        DB::SDeviceRegMapDescription device = CAllDeviceHandler::getInstance()->registerMap(kAppEui);
+        device.devEui = devEui;
+        device.startAddr = kStartAddr;
+        device.port = port;
+        CAllDeviceHandler::getInstance()->addNewDevice(device, ProtocolOption::ModBus);
+        if (scaled) {
+            QSqlQuery update(QSqlDatabase::database(DbName::connection));
+            QVERIFY(update.exec(QStringLiteral("UPDATE dev_data SET grating_period = 0.1, start_value = 5 WHERE "
+                                               "reg_addr = %1 AND device = (SELECT device FROM devices WHERE "
+                                               "dev_eui = '%2');").arg(QString::number(kStartAddr + 20), devEui)));
+        }
+
+        QStringList arguments{QStringLiteral("decode"), kTemplateFile, QString::fromLatin1(payload)};
+        if (byDevice)
+            arguments << QStringLiteral("--device") << devEui;
+        else
+            arguments << QStringLiteral("--start") << QString::number(kStartAddr);
+        if (withRx)
+            arguments << QStringLiteral("--rx") << kRxFile;
+        const SToolRun run = runTool(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+
+        API::SApiDeviceData uplink = withRx ? API::SApiDeviceData(kRx) : API::SApiDeviceData();
+        uplink.devEui = devEui;
+        uplink.data = QByteArray::fromHex(payload);
+        uplink.valid = true;
+        m_log->forget();
+        CAllDeviceHandler::getInstance()->newPacketReceivedSlot(uplink);
+        const QStringList programLog = m_log->takeLines();
+        const QMap<quint16, quint16> programWords = CDataBaseHandler::getInstance()->getRegisterData(
+                port, kStartAddr, kSpan);
+
+        if (exitCode != 0) {
+            QCOMPARE(run.outLines(), expected);
+            QCOMPARE(programLog.mid(1), expected);
+            for (const quint16 word : programWords)
+                QCOMPARE(word, quint16(0));
+            return;
+        }
+        const QMap<quint32, quint16> words = toolWords(run.outLines());
+        QVERIFY(!words.isEmpty());
+        for (const QString &pair : expected) {
+            const QStringList parts = pair.split(QLatin1Char('='));
+            QCOMPARE(words.value(parts.at(0).toUInt(), 0xffff), parts.at(1).toUShort());
+        }
+        for (auto it = programWords.cbegin(); it != programWords.cend(); ++it) {
+            QVERIFY2(words.contains(it.key()) || it.value() == 0, qPrintable(QString::number(it.key())));
+            QCOMPARE(words.value(it.key(), 0), it.value());
+        }
+        for (const quint32 address : words.keys())
+            QVERIFY(programWords.contains(quint16(address)));
+    }
+
+    void refusesBadInput_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("error");
+
+        QTest::newRow("bad hex") << QStringList{"decode", kTemplateFile, "01zz"} << 2
+                                 << R"(quillbar-tool decode: bad hex "01zz": whole bytes of hexadecimal digits)";
+        QTest::newRow("odd digits") << QStringList{"decode", kTemplateFile, "010"} << 2
+                                    << R"(quillbar-tool decode: bad hex "010": whole bytes of hexadecimal digits)";
+        QTest::newRow("missing template") << QStringList{"decode", "absent.json", "01"} << 1
+                                          << R"(quillbar-tool decode: no file "absent.json")";
+        QTest::newRow("not JSON") << QStringList{"decode", "rx.txt", "01"} << 1
+                                  << R"(quillbar-tool decode: "rx.txt" is not a usable device template)";
+        QTest::newRow("not a template") << QStringList{"decode", kRxFile, "01"} << 1
+                                        << R"(quillbar-tool decode: "rx.json" is not a usable device template)";
+        QTest::newRow("rx not an uplink") << QStringList{"decode", kTemplateFile, "01", "--rx", kTemplateFile} << 1
+                                          << QStringLiteral(R"(quillbar-tool decode: "%1" is not an uplink rx )"
+                                                            "message").arg(kTemplateFile);
+        QTest::newRow("unknown device") << QStringList{"decode", kTemplateFile, "01", "--device", "FFFF"} << 1
+                                        << "quillbar-tool decode: device FFFF is not stored in the register file";
+        QTest::newRow("no payload") << QStringList{"decode", kTemplateFile} << 2
+                                    << "quillbar-tool decode: needs TEMPLATE.json and PAYLOAD_HEX";
+        QTest::newRow("unknown option") << QStringList{"decode", "--colour"} << 2
+                                        << "quillbar-tool decode: Unknown option 'colour'.; see quillbar-tool "
+                                           "decode --help";
+    }
+
+    void refusesBadInput()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, error);
+
+        writeFile(QStringLiteral("rx.txt"), "rx: not JSON");
+        const SToolRun run = runTool(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(run.err, QStringList(error));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToolDecode)
+#include "tst_tooldecode.moc"

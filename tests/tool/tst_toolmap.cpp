@@ -1,0 +1,244 @@
+#include "core/constants.h"
+#include "database/cdatabasehandler.h"
+#include "testworkdir.h"
+#include "toolrun.h"
+
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QtTest>
+
+namespace {
+
+const QString kWriter = QStringLiteral("writer");
+constexpr int kConcurrentRuns = 3;
+constexpr qint64 kWriteLimitMs = 20000;
+
+// RFC 4180: fields split by commas, records by CRLF, quoted fields with doubled quotes.
+QList<QStringList> parseCsv(const QString &text, bool *wellFormed)
+{
+    QList<QStringList> records;
+    QStringList record;
+    QString field;
+    bool quoted = false;
+    bool afterQuote = false;
+    *wellFormed = text.endsWith(QStringLiteral("\r\n"));
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (quoted) {
+            if (c == QLatin1Char('"') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('"')) {
+                field += c;
+                ++i;
+            } else if (c == QLatin1Char('"')) {
+                quoted = false;
+                afterQuote = true;
+            } else {
+                field += c;
+            }
+        } else if (c == QLatin1Char('"') && field.isEmpty() && !afterQuote) {
+            quoted = true;
+        } else if (c == QLatin1Char(',')) {
+            record.append(field);
+            field.clear();
+            afterQuote = false;
+        } else if (c == QLatin1Char('\r') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n')) {
+            record.append(field);
+            records.append(record);
+            record.clear();
+            field.clear();
+            afterQuote = false;
+            ++i;
+        } else if (c == QLatin1Char('\n') || c == QLatin1Char('"') || afterQuote) {
+            *wellFormed = false;
+            field += c;
+        } else {
+            field += c;
+        }
+    }
+    *wellFormed = *wellFormed && !quoted;
+    return records;
+}
+
+DB::SDeviceRegDescription reg(const QString &name, quint32 regAddr, quint32 bitSize, const QString &dataType)
+{
+    DB::SDeviceRegDescription description;
+    description.name = name;
+    description.source = 1;
+    description.regAddr = regAddr;
+    description.bitSize = bitSize;
+    description.dataType = dataType;
+    return description;
+}
+
+DB::SDeviceRegMapDescription device(const QString &name, const QString &devEui, const QString &appEui,
+                                    quint32 port, quint32 startAddr, const QList<DB::SDeviceRegDescription> &regs)
+{
+    DB::SDeviceRegMapDescription description;
+    description.name = name;
+    description.devEui = devEui;
+    description.appEui = appEui;
+    description.port = port;
+    description.startAddr = startAddr;
+    description.regs = regs;
+    return description;
+}
+
+QByteArray fileHash(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray();
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+const QList<QStringList> kExpected = {
+    {"port", "address", "registers", "device name", "DevEUI", "application EUI", "device type", "register name",
+     "unit", "data type", "multiplier", "offset", "protocol"},
+    {"5020", "110", "1", "Boiler, \"north\"", "000000000000AA01", "F1A7C0DE00000101", "Climate sensor TH-20",
+     "Temperature (0.1 °C)", "°C, x10", "integer", "0.1", "5", "ModBus"},
+    {"5020", "117", "2", "Boiler, \"north\"", "000000000000AA01", "F1A7C0DE00000101", "Climate sensor TH-20",
+     "Uptime (s)", "", "uinteger", "1", "0", "ModBus"},
+    {"5021", "7", "4", "Other\nline", "000000000000AA02", "F1A7C0DE000000FF", "", "Serial", "", "uinteger", "1",
+     "0", "ModBus"},
+    {"6000", "", "", "Gateway", "000000000000BB01", "F1A7C0DE00000303", "RS-485 serial gateway SG-1", "", "", "",
+     "", "", "TCP"},
+};
+
+} // namespace
+
+class TestToolMap : public QObject
+{
+    Q_OBJECT
+
+    TestWorkDir m_workDir;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(QDir().mkdir(FileName::deviceFolder));
+        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QVERIFY(QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name)));
+
+        CDataBaseHandler *store = CDataBaseHandler::getInstance();
+        QVERIFY(store);
+        QVERIFY(store->registerNewDevice(
+                device("Boiler, \"north\"", "000000000000AA01", "F1A7C0DE00000101", 5020, 100,
+                       {reg("Temperature (0.1 °C)", 10, 16, "integer"), reg("Uptime (s)", 17, 32, "uinteger")}),
+                ProtocolOption::ModBus));
+        QVERIFY(store->registerNewDevice(device("Other\nline", "000000000000AA02", "F1A7C0DE000000FF", 5021, 0,
+                                                {reg("Serial", 7, 64, "uinteger")}),
+                                         ProtocolOption::ModBus));
+        QVERIFY(store->registerNewDevice(device("Gateway", "000000000000BB01", "F1A7C0DE00000303", 6000, 0, {}),
+                                         ProtocolOption::TCP));
+        QSqlQuery scaling(QSqlDatabase::database(DbName::connection));
+        QVERIFY(scaling.exec(QStringLiteral("UPDATE dev_data SET grating_period = 0.1, start_value = 5, "
+                                            "unit = '°C, x10' WHERE reg_addr = 110;")));
+
+        QSqlDatabase writer = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), kWriter);
+        writer.setDatabaseName(FileName::database);
+        QVERIFY(writer.open());
+    }
+
+    void csvOfEveryDevice()
+    {
+        const QByteArray before = fileHash(FileName::database);
+        const SToolRun run = runTool({QStringLiteral("map")});
+        QCOMPARE(run.err, QStringList());
+        QCOMPARE(run.exitCode, 0);
+        bool wellFormed = false;
+        QCOMPARE(parseCsv(run.out, &wellFormed), kExpected);
+        QVERIFY(wellFormed);
+        QCOMPARE(fileHash(FileName::database), before);
+    }
+
+    void markdownTable()
+    {
+        const SToolRun run = runTool({QStringLiteral("map"), FileName::database, QStringLiteral("--format"),
+                                      QStringLiteral("markdown")});
+        QCOMPARE(run.exitCode, 0);
+        const QStringList lines = run.outLines();
+        QCOMPARE(lines.size(), kExpected.size() + 1);
+        QCOMPARE(lines.at(0), QStringLiteral("| ") + kExpected.first().join(QStringLiteral(" | ")) + " |");
+        QCOMPARE(lines.at(3), QStringLiteral("| 5020 | 117 | 2 | Boiler, \"north\" | 000000000000AA01 | "
+                                             "F1A7C0DE00000101 | Climate sensor TH-20 | Uptime (s) |  | uinteger | "
+                                             "1 | 0 | ModBus |"));
+    }
+
+    void refusesWhatIsNotARegisterFile_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QByteArray>("content");    // null: no file
+        QTest::addColumn<QString>("error");
+
+        QTest::newRow("missing") << "absent.db" << QByteArray()
+                                 << R"(quillbar-tool map: register file "absent.db" does not exist)";
+        QTest::newRow("text") << "notes.db" << QByteArray("not a database at all, just some words of text")
+                              << R"(quillbar-tool map: register file "notes.db" is not a Quillbar register file)";
+        QTest::newRow("other tables") << "other.db" << QByteArray("sqlite")
+                                      << R"(quillbar-tool map: register file "other.db" is not a Quillbar register )"
+                                         "file (no table devices)";
+    }
+
+    void refusesWhatIsNotARegisterFile()
+    {
+        QFETCH(QString, file);
+        QFETCH(QByteArray, content);
+        QFETCH(QString, error);
+
+        if (content == "sqlite") {
+            QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+            other.setDatabaseName(file);
+            QVERIFY(other.open());
+            QVERIFY(QSqlQuery(other).exec(QStringLiteral("CREATE TABLE notes (line TEXT);")));
+        } else if (!content.isNull()) {
+            QFile text(file);
+            QVERIFY(text.open(QIODevice::WriteOnly));
+            text.write(content);
+        }
+        const QByteArray before = fileHash(file);
+        const SToolRun run = runTool({QStringLiteral("map"), file});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err.size(), 1);
+        QVERIFY2(run.err.first().startsWith(error), qPrintable(run.err.first()));
+        QCOMPARE(QFile::exists(file), !content.isNull());
+        QCOMPARE(fileHash(file), before);
+    }
+
+    // The program writes uplinks at any time; each read sees whole rows and waits
+    // out a write in progress instead of failing.
+    void readsWhileAnotherConnectionWrites()
+    {
+        QSqlDatabase writer = QSqlDatabase::database(kWriter);
+        QSqlQuery query(writer);
+        int batches = 0;
+        for (int i = 0; i < kConcurrentRuns; ++i) {
+            QProcess process;
+            startTool(process, {QStringLiteral("map")});
+            QElapsedTimer elapsed;
+            elapsed.start();
+            while (process.state() != QProcess::NotRunning && elapsed.elapsed() < kWriteLimitMs) {
+                // A long write transaction keeps the file locked against readers for a while.
+                QVERIFY2(query.exec(QStringLiteral("BEGIN IMMEDIATE;")), qPrintable(query.lastError().text()));
+                for (int row = 0; row < 50; ++row) {
+                    QVERIFY(query.exec(QStringLiteral("UPDATE dev_data SET value = '%1', time = %1 WHERE reg_addr "
+                                                      "= 117;").arg(batches * 100 + row)));
+                }
+                QVERIFY2(query.exec(QStringLiteral("COMMIT;")), qPrintable(query.lastError().text()));
+                ++batches;
+                process.waitForFinished(1);
+            }
+            const SToolRun run = finishTool(process);
+            QCOMPARE(run.err, QStringList());
+            QCOMPARE(run.exitCode, 0);
+            bool wellFormed = false;
+            QCOMPARE(parseCsv(run.out, &wellFormed), kExpected);
+            QVERIFY(wellFormed);
+        }
+        QVERIFY(batches > kConcurrentRuns);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToolMap)
+#include "tst_toolmap.moc"
