@@ -44,7 +44,8 @@ CTemplateLayout::CTemplateLayout(const SDeviceTemplate &deviceTemplate)
 
 int CTemplateLayout::registersOf(qint32 regBitSize)
 {
-    return regBitSize > kRegisterBits ? (regBitSize + kRegisterBits - 1) / kRegisterBits : 1;
+    // Wide enough for a row of an older file that holds any width.
+    return regBitSize > kRegisterBits ? int((qint64(regBitSize) + kRegisterBits - 1) / kRegisterBits) : 1;
 }
 
 void CTemplateLayout::addServerData(const SServerData &datum)

@@ -3,8 +3,6 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
-#include <cstdio>
-
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
