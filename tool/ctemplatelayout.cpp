@@ -98,8 +98,12 @@ void CTemplateLayout::checkField(const SDevicePacket &packet, const SDevicePacke
         m_warnings.append(QStringLiteral("%1 has data_type \"%2\": the program decodes only integer, uinteger and text")
                                   .arg(where, field.dataType));
     }
+    if (field.packetBias < 0) {
+        m_warnings.append(QStringLiteral("%1 starts before the payload (packet_bias %2): the program reads it from the type byte on")
+                                  .arg(where, QString::number(field.packetBias)));
+    }
     const qint64 end = qint64(field.packetBias) + bytes;
-    if (packet.packetSize > 0 && (field.packetBias < 0 || end > packet.packetSize)) {
+    if (packet.packetSize > 0 && end > packet.packetSize) {
         m_warnings.append(QStringLiteral("%1 reaches byte %2, past packet_size %3: the missing bytes read as zeros")
                                   .arg(where, QString::number(end), QString::number(packet.packetSize)));
     }

@@ -104,6 +104,10 @@ private slots:
                                "  warning: packet 1 field \"Long\" reaches byte 5, past packet_size 3: the missing "
                                "bytes read as zeros",
                                "1 files, 1 templates accepted, 0 refused, 1 warnings"};
+        QTest::newRow("before the payload")
+                << Files{{"early.json", deviceTemplate("f1a7c0de0000c008", packet(1, 3, field("Early", -1, 16, 0)))}}
+                << 1 << QStringList{"  warning: packet 1 field \"Early\" starts before the payload (packet_bias -1): "
+                                    "the program reads it from the type byte on"};
         QTest::newRow("no packet_size")
                 << Files{{"sizeless.json", deviceTemplate("f1a7c0de0000c004", packet(1, -1, field("A", 1, 8, 0)))}}
                 << 1 << QStringList{"  warning: packet 1 has no packet_size: the program refuses every uplink of "
