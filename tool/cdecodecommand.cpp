@@ -128,12 +128,17 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                                                                         : FileName::database);
         if (!store->open())
             return fail(streams, store->errorText(), ExitFindings);
-        const std::optional<quint32> stored = store->startAddress(devEui);
+        const std::optional<DB::SDeviceRegMapDescription> stored = store->device(devEui);
         if (!stored)
             return fail(streams, QStringLiteral("device %1 is not stored in the register file").arg(devEui),
                         ExitFindings);
+        if (stored->appEui.toUpper() != deviceTemplate.appEui) {
+            return fail(streams, QStringLiteral("device %1 is of application EUI %2, the template of %3")
+                                         .arg(devEui, stored->appEui, deviceTemplate.appEui),
+                        ExitFindings);
+        }
         if (!parser.isSet(kStartOption))
-            startAddr = *stored;
+            startAddr = stored->startAddr;
         uplink->devEui = devEui;
     }
 

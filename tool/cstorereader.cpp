@@ -20,7 +20,7 @@ const QString kRegistersSql = QStringLiteral(
         "WHERE r.parent = 1 ORDER BY d.port, r.reg_addr, d.device;");
 const QString kTcpDevicesSql = QStringLiteral(
         "SELECT port, name, dev_eui, app_eui FROM devicesTCP ORDER BY port, device;");
-const QString kStartSql = QStringLiteral("SELECT start_addr FROM devices WHERE dev_eui = :dev_eui;");
+const QString kDeviceSql = QStringLiteral("SELECT start_addr, app_eui FROM devices WHERE dev_eui = :dev_eui;");
 const QString kParamSql = QStringLiteral(
         "SELECT start_value, grating_period, unit FROM dev_data WHERE device IN "
         "( SELECT device FROM devices WHERE dev_eui = :dev_eui ) AND reg_addr = :reg_addr;");
@@ -65,10 +65,10 @@ bool CStoreReader::open()
     return true;
 }
 
-std::optional<quint32> CStoreReader::startAddress(const QString &devEui)
+std::optional<DB::SDeviceRegMapDescription> CStoreReader::device(const QString &devEui)
 {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.prepare(kStartSql);
+    query.prepare(kDeviceSql);
     query.bindValue(QStringLiteral(":dev_eui"), devEui);
     if (!query.exec()) {
         fail(QStringLiteral("cannot be read"), query.lastError().text());
@@ -76,7 +76,11 @@ std::optional<quint32> CStoreReader::startAddress(const QString &devEui)
     }
     if (!query.next())
         return std::nullopt;
-    return query.value(0).toUInt();
+    DB::SDeviceRegMapDescription stored;
+    stored.devEui = devEui;
+    stored.startAddr = query.value(0).toUInt();
+    stored.appEui = query.value(1).toString();
+    return stored;
 }
 
 DB::SRegisterParam CStoreReader::registerParam(const QString &devEui, quint32 regAddr)

@@ -50,8 +50,9 @@ public:
     bool open();
     QString errorText() const { return m_error; }
 
-    // The stored start address of a ModBus device, if it is stored.
-    std::optional<quint32> startAddress(const QString &devEui);
+    // The stored record of a ModBus device (start address and application
+    // EUI), if it is stored.
+    std::optional<DB::SDeviceRegMapDescription> device(const QString &devEui);
     // The scaling of one register as the program's decoder looks it up:
     // multiplier 1 and offset 0 when it has no row.
     DB::SRegisterParam registerParam(const QString &devEui, quint32 regAddr);

@@ -229,6 +229,12 @@ private slots:
                                                             "message").arg(kTemplateFile);
         QTest::newRow("unknown device") << QStringList{"decode", kTemplateFile, "01", "--device", "FFFF"} << 1
                                         << "quillbar-tool decode: device FFFF is not stored in the register file";
+        QTest::newRow("device of another kind")
+                << QStringList{"decode", QStringLiteral(SAMPLE_TEMPLATES_DIR "/PulseCounter_PC2.json"), "01",
+                               "--device", "00000000DEC00001"}
+                << 1
+                << "quillbar-tool decode: device 00000000DEC00001 is of application EUI F1A7C0DE0000DEC0, the "
+                   "template of F1A7C0DE00000202";
         QTest::newRow("no payload") << QStringList{"decode", kTemplateFile} << 2
                                     << "quillbar-tool decode: needs TEMPLATE.json and PAYLOAD_HEX";
         QTest::newRow("unknown option") << QStringList{"decode", "--colour"} << 2
