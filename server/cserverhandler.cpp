@@ -2,6 +2,8 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "server/cserverlinkwatch.h"
+#include "server/sessiontimers.h"
 
 #include <QDebug>
 #include <QJsonArray>
@@ -10,11 +12,6 @@
 #include <QUrl>
 
 namespace {
-constexpr int kHandshakeTimeoutMs = 2000;
-constexpr int kReconnectIntervalMs = 60000;
-constexpr int kResponseTimeoutMs = 60000;
-// A downlink expects no reply: the next request goes after this pause.
-constexpr int kSendDataPauseMs = 100;
 constexpr int kLastPacketsLimit = 10;
 constexpr int kDownlinkPort = 2;
 }
@@ -30,8 +27,12 @@ CServerHandler::CServerHandler()
     , m_socket(QString(), QWebSocketProtocol::Version13)
     , m_handshakeTimer(new QTimer(this))
     , m_reconnectTimer(new QTimer(this))
+    , m_linkWatch(new CServerLinkWatch(&m_socket, this))
 {
+    m_responseWaitTimer->setObjectName(QStringLiteral("responseWaitTimer"));
     m_responseWaitTimer->setSingleShot(true);
+    m_handshakeTimer->setObjectName(QStringLiteral("handshakeTimer"));
+    m_reconnectTimer->setObjectName(QStringLiteral("reconnectTimer"));
 
     connect(&m_socket, &QWebSocket::connected, this, &CServerHandler::socketConnectedSlot);
     connect(&m_socket, &QWebSocket::disconnected, this, &CServerHandler::socketDisconnectedSlot);
@@ -41,6 +42,11 @@ CServerHandler::CServerHandler()
     connect(m_reconnectTimer, &QTimer::timeout, this, &CServerHandler::reconnectLastAuthData);
     // Queued, so that a request never goes out inside the producer's stack.
     connect(this, &CServerHandler::newTask, this, &CServerHandler::newTaskSlot, Qt::QueuedConnection);
+}
+
+const CServerLinkWatch *CServerHandler::linkWatch() const
+{
+    return m_linkWatch;
 }
 
 void CServerHandler::connectSlot(QString _origin, QString _login, QString _password)
@@ -56,7 +62,7 @@ void CServerHandler::connectSlot(QString _origin, QString _login, QString _passw
     m_login = _login;
     m_password = _password;
     m_origin = _origin;
-    m_socket.open(url);
+    openSocket(url);
 }
 
 void CServerHandler::reconnectLastAuthData()
@@ -73,8 +79,14 @@ bool CServerHandler::openStoredOrigin(const QString &origin)
         CLogFile::addLog(QStringLiteral("[CServerHandler::connectSlot] Invalid input URL [%1]").arg(origin));
         return false;
     }
-    m_socket.open(url);
+    openSocket(url);
     return true;
+}
+
+void CServerHandler::openSocket(const QUrl &url)
+{
+    m_linkWatch->attemptStarted();
+    m_socket.open(url);
 }
 
 void CServerHandler::closeSocket()
@@ -89,14 +101,14 @@ void CServerHandler::socketConnectedSlot()
     // "err_string" proves a live server of the right kind.
     sendJson({{JsonKey::cmd, JsonKey::cmd}});
     emit changeServerStatus(COMM::PingWaiting);
-    m_handshakeTimer->start(kHandshakeTimeoutMs);
+    m_handshakeTimer->start(SessionTimer::handshakeTimeoutMs);
 }
 
 void CServerHandler::socketDisconnectedSlot()
 {
     m_state = StateIdle;
     emit changeServerStatus(COMM::Disconnected);
-    m_reconnectTimer->start(kReconnectIntervalMs);
+    m_reconnectTimer->start(SessionTimer::reconnectIntervalMs);
 }
 
 void CServerHandler::timeoutSlot()
@@ -328,7 +340,7 @@ void CServerHandler::newTaskSlot()
     // m_waitingMutex stays locked until waitingServerResponseTimeoutSlot.
     qDebug().noquote() << "send:" << task.text;
     m_socket.sendTextMessage(task.text);
-    m_responseWaitTimer->start(task.type == TaskSendData ? kSendDataPauseMs : kResponseTimeoutMs);
+    m_responseWaitTimer->start(task.type == TaskSendData ? SessionTimer::sendDataPauseMs : SessionTimer::responseTimeoutMs);
 }
 
 void CServerHandler::waitingServerResponseTimeoutSlot()

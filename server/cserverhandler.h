@@ -8,7 +8,9 @@
 #include <QStringList>
 #include <QWebSocket>
 
+class CServerLinkWatch;
 class QTimer;
+class QUrl;
 
 // The one client of the LoRaWAN network server. It walks the WebSocket session
 // through a liveness probe and a login, reconnects by itself after a loss,
@@ -27,6 +29,8 @@ public:
     // Queues a send_data_req whatever the session state; data is the payload
     // as hexadecimal text.
     void sendDeviceData(const QString &devEui, const QByteArray &data);
+    // Reports each failure of the link with its reason.
+    const CServerLinkWatch *linkWatch() const;
 
 signals:
     void newTask();
@@ -76,6 +80,7 @@ private:
     void handleLastPackets(const QJsonObject &message);
     void closeSocket();
     bool openStoredOrigin(const QString &origin);
+    void openSocket(const QUrl &url);
     void sendJson(const QJsonObject &message);
     void enqueueTask(ETaskType type, const QJsonObject &message);
 
@@ -95,4 +100,5 @@ private:
     QString m_origin;
     QTimer *m_handshakeTimer = nullptr;
     QTimer *m_reconnectTimer = nullptr;
+    CServerLinkWatch *m_linkWatch = nullptr;
 };

@@ -6,6 +6,7 @@
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
 #include "server/cserverhandler.h"
+#include "server/cserverlinkwatch.h"
 #include "ui/cabstractpanelbutton.h"
 #include "ui/caddnewdeviceform.h"
 #include "ui/cdevicedelegat.h"
@@ -376,6 +377,9 @@ void MainWindow::makeConnections()
     connect(server, &CServerHandler::changeServerStatus, this, &MainWindow::changeServerStatusSlot,
             Qt::QueuedConnection);
     connect(this, &MainWindow::connectToServer, server, &CServerHandler::connectSlot, Qt::QueuedConnection);
+    // The status words are fixed; why the link failed goes to the label's tool tip.
+    connect(server->linkWatch(), &CServerLinkWatch::linkFailed, m_statusLabel, &QLabel::setToolTip,
+            Qt::QueuedConnection);
 
     CAddNewDeviceForm *addForm = CAddNewDeviceForm::getInstance();
     connect(addForm, &CAbstractDeviceForm::refreshDeviceList, this, &MainWindow::refreshDevicesSlot,
@@ -482,6 +486,9 @@ void MainWindow::changeServerStatusSlot(COMM::EServerStatus _status)
     }
     m_loggedIn = _status == COMM::Success;
     m_statusLabel->setText(text);
+    // A socket that has connected makes the last failure's reason stale.
+    if (_status == COMM::PingWaiting)
+        m_statusLabel->setToolTip(QString());
     emit setConnectStatusIco(QIcon(m_loggedIn ? kGoodConnectionIcon : kFailedConnectionIcon));
     // The address and credentials are kept only once they have let us in.
     if (m_loggedIn)

@@ -1,6 +1,8 @@
 #include "fakenetworkserver.h"
 #include "logspy.h"
 #include "server/cserverhandler.h"
+#include "server/cserverlinkwatch.h"
+#include "testnet.h"
 #include "testworkdir.h"
 
 #include <QJsonDocument>
@@ -52,6 +54,11 @@ class TestCServerHandler : public QObject
         m_statusSpy->clear();
         m_listSpy->clear();
     }
+
+    QTimer *timer(const char *name) const { return m_handler->findChild<QTimer *>(QLatin1String(name)); }
+
+    // What the timer does when it runs out, without waiting for it.
+    static void fire(QTimer *timer) { QVERIFY(QMetaObject::invokeMethod(timer, "timeout")); }
 
     QList<API::SApiDeviceData> packets() const
     {
@@ -322,6 +329,185 @@ private slots:
         QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")), QStringList({kCredentials, kCredentials}));
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
         QTRY_COMPARE(m_packetSpy->count(), 1);
+    }
+    void connectionFailureGivesItsReason_data()
+    {
+        QTest::addColumn<QString>("origin");
+        QTest::addColumn<QString>("reason");   // its beginning
+
+        QTest::newRow("refused port") << QStringLiteral("ws://127.0.0.1:%1").arg(freePort()) << "Connection refused";
+        QTest::newRow("tls to a plain server") << QString() << "Error during SSL handshake";
+    }
+
+    void connectionFailureGivesItsReason()
+    {
+        QFETCH(QString, origin);
+        QFETCH(QString, reason);
+        // A server that answers the TLS greeting in plain text.
+        QTcpServer plain;
+        if (origin.isEmpty()) {
+            QVERIFY(plain.listen(QHostAddress::LocalHost));
+            connect(&plain, &QTcpServer::newConnection, &plain, [&plain] {
+                plain.nextPendingConnection()->write("HTTP/1.1 400 Bad Request\r\n\r\n");
+            });
+            origin = QStringLiteral("wss://127.0.0.1:%1").arg(plain.serverPort());
+        }
+
+        QSignalSpy failures(m_handler->linkWatch(), &CServerLinkWatch::linkFailed);
+        m_handler->connectSlot(origin, QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_COMPARE(failures.size(), 1);
+        const QString text = failures.at(0).at(0).toString();
+        QVERIFY2(text.startsWith(reason), qPrintable(text));
+        QTRY_COMPARE(m_log->lines(), QStringList("ERROR: [CServerHandler] Connection failed: " + text));
+
+        // Once per failure, and no other status than before.
+        QTest::qWait(200);
+        QCOMPARE(failures.size(), 1);
+        QCOMPARE(m_log->lines().size(), 1);
+        QVERIFY(!statuses(*m_statusSpy).isEmpty());
+        for (Status status : statuses(*m_statusSpy))
+            QCOMPARE(status, COMM::Disconnected);
+        // The first attempt is retried too.
+        QVERIFY(timer("reconnectTimer")->isActive());
+        QCOMPARE(timer("reconnectTimer")->interval(), 60000);
+        login();
+    }
+
+    void reconnectionTimerRepeatsUntilLogin()
+    {
+        QTimer *reconnect = timer("reconnectTimer");
+        login();
+        QVERIFY(!reconnect->isActive());
+        m_server->dropClients();
+        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
+        QVERIFY(reconnect->isActive());
+        QCOMPARE(reconnect->interval(), 60000);
+        QVERIFY(!reconnect->isSingleShot());
+
+        // Each firing is one more attempt at the stored server; a failed one leaves the timer running.
+        const QString refused = QStringLiteral("ws://127.0.0.1:%1").arg(freePort());
+        m_handler->connectSlot(refused, QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_COMPARE(m_log->lines().size(), 1);
+        for (int attempt = 2; attempt <= 3; ++attempt) {
+            fire(reconnect);
+            QTRY_COMPARE(m_log->lines().size(), attempt);
+            QVERIFY(reconnect->isActive());
+            QCOMPARE(reconnect->interval(), 60000);
+        }
+        QCOMPARE(m_log->lines().last(), QStringLiteral("ERROR: [CServerHandler] Connection failed: Connection refused"));
+
+        login();
+        QVERIFY(!reconnect->isActive());
+    }
+
+    void handshakeGuard_data()
+    {
+        QTest::addColumn<QString>("unanswered");
+        QTest::addColumn<Status>("waiting");
+        QTest::addColumn<QList<Status>>("afterTimeout");
+
+        QTest::newRow("probe") << "cmd" << COMM::PingWaiting << QList<Status>{COMM::InvalidPing};
+        QTest::newRow("login") << "auth_req" << COMM::AuthWaiting << QList<Status>{COMM::InvalidAuth};
+        QTest::newRow("logged in") << "" << COMM::Success << QList<Status>();
+    }
+
+    void handshakeGuard()
+    {
+        QFETCH(QString, unanswered);
+        QFETCH(Status, waiting);
+        QFETCH(QList<Status>, afterTimeout);
+
+        if (!unanswered.isEmpty())
+            m_server->setReply(unanswered, QJsonObject());
+        QTimer *guard = timer("handshakeTimer");
+        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_COMPARE(statuses(*m_statusSpy).last(), waiting);
+        QVERIFY(guard->isActive());
+        QCOMPARE(guard->interval(), 2000);
+
+        m_statusSpy->clear();
+        fire(guard);
+        QVERIFY(!guard->isActive());
+        QCOMPARE(statuses(*m_statusSpy), afterTimeout);
+    }
+
+    void responseTimeouts_data()
+    {
+        QTest::addColumn<QString>("request");
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<int>("falseLists");   // getDevicesListResp(false) at the time-out
+
+        QTest::newRow("get_devices_req") << "get_devices_req" << 60000 << 1;
+        QTest::newRow("get_data_req") << "get_data_req" << 60000 << 0;
+        QTest::newRow("send_data_req") << "send_data_req" << 100 << 0;
+    }
+
+    void responseTimeouts()
+    {
+        QFETCH(QString, request);
+        QFETCH(int, interval);
+        QFETCH(int, falseLists);
+
+        m_server->setReply(request, QJsonObject());
+        login();
+        if (request == QLatin1String("get_devices_req"))
+            QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
+        else if (request == QLatin1String("get_data_req"))
+            m_handler->getDeviceLastPackets(QStringLiteral("AA"));
+        else
+            m_handler->sendDeviceData(QStringLiteral("AA"), "01");
+        m_handler->sendDeviceData(QStringLiteral("BB"), "02");
+        QTRY_COMPARE(m_server->receivedWithCmd(request).size(), 1);
+
+        QTimer *wait = timer("responseWaitTimer");
+        QVERIFY(wait->isActive());
+        QCOMPARE(wait->interval(), interval);
+        QCOMPARE(m_server->received().size(), 3);
+
+        fire(wait);
+        QVERIFY(!wait->isActive());
+        QCOMPARE(m_listSpy->size(), falseLists);
+        for (const QList<QVariant> &arguments : *m_listSpy)
+            QVERIFY(!arguments.at(0).toBool() && arguments.at(1).value<DeviceList>().isEmpty());
+        // The queue goes on with the request behind.
+        QTRY_COMPARE(m_server->received().size(), 4);
+        QVERIFY(m_server->received().last().contains(QLatin1String(R"("devEui":"BB")")));
+    }
+
+    void refusedDeviceListReleasesQueue()
+    {
+        m_server->setReply(QStringLiteral("get_devices_req"), json(R"({"cmd":"get_devices_resp","status":false,
+            "devices_list":[{"devEui":"d1","devName":"Boiler","OTAA":{"appEui":"A1"}}]})"));
+        login();
+        QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
+        m_handler->sendDeviceData(QStringLiteral("BB"), "02");
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QCOMPARE(m_listSpy->size(), 1);
+        QCOMPARE(m_listSpy->at(0).at(0).toBool(), false);
+        QVERIFY(m_listSpy->at(0).at(1).value<DeviceList>().isEmpty());
+    }
+
+    void queueSurvivesLostConnection()
+    {
+        m_server->setReply(QStringLiteral("get_devices_req"), QJsonObject());
+        login();
+        QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 1);
+        m_handler->sendDeviceData(QStringLiteral("BB"), "02");
+
+        m_server->dropClients();
+        QTRY_VERIFY(statuses(*m_statusSpy).contains(COMM::Disconnected));
+        QVERIFY(timer("responseWaitTimer")->isActive());
+        fire(timer("reconnectTimer"));
+        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+        QTest::qWait(100);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 0);
+
+        // The request in flight ends by its timer, and the queued one goes on the new connection.
+        fire(timer("responseWaitTimer"));
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QCOMPARE(m_listSpy->size(), 1);
+        QCOMPARE(m_server->clientCount(), 1);
     }
 };
 

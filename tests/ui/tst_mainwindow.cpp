@@ -233,6 +233,26 @@ private slots:
         QCOMPARE(requests.size(), 1);
         QCOMPARE(requests.at(0), (QVariantList{"wss://127.0.0.1:4000", "user", "secret"}));
     }
+    void statusToolTipGivesFailureReason()
+    {
+        QLabel *status = child<QLabel>(QStringLiteral("statusLabel"));
+        const QStringList edits = {"ipEdit", "portEdit", "loginEdit", "passwordEdit"};
+        const auto connectTo = [&](quint16 port) {
+            const QStringList fields = {"127.0.0.1", QString::number(port), "operator", "secret"};
+            for (int index = 0; index < edits.size(); ++index)
+                child<QLineEdit>(edits.at(index))->setText(fields.at(index));
+            child<QComboBox>(QStringLiteral("schemeBox"))->setCurrentText(QStringLiteral("ws"));
+            child<QPushButton>(QStringLiteral("blueBtn"))->click();
+        };
+
+        connectTo(freePort());
+        QTRY_COMPARE(status->toolTip(), QStringLiteral("Connection refused"));
+        QCOMPARE(status->text(), QStringLiteral("DISCONNECTED"));
+
+        connectTo(m_server->url().port());
+        QTRY_COMPARE(status->text(), QStringLiteral("SUCCESS"));
+        QCOMPARE(status->toolTip(), QString());
+    }
 };
 
 QTEST_MAIN(TestMainWindow)
