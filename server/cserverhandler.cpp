@@ -91,6 +91,9 @@ void CServerHandler::openSocket(const QUrl &url)
 
 void CServerHandler::closeSocket()
 {
+    // A socket that was aborted would still try to write its close frame.
+    if (m_socket.state() == QAbstractSocket::UnconnectedState)
+        return;
     m_socket.close(QWebSocketProtocol::CloseCodeNormal, QString());
 }
 

@@ -1,14 +1,18 @@
 #pragma once
 
+#include "core/clogfile.h"
+
 #include <QObject>
 #include <QString>
 
+class QTimer;
 class QWebSocket;
 
-// Watches the transport under the server session and reports each failure of
-// an attempt or of an open link once, with its reason, to the operator's log
-// and to its listeners. What follows a failure is the session's own
-// reconnection.
+// Watches the transport under the server session. It bounds each opening,
+// pings an open link that has gone quiet and aborts it when nothing answers,
+// and reports each failure of an attempt or of an open link once, with its
+// reason, to the operator's log and to its listeners. What follows an abort is
+// the session's own reconnection.
 class CServerLinkWatch : public QObject
 {
     Q_OBJECT
@@ -24,10 +28,18 @@ signals:
 
 private:
     void onConnected();
+    void onFrameReceived();
     void onError();
-    void reportFailure(const QString &reason);
+    void onOpeningTimeout();
+    void onQuiet();
+    void onAnswerTimeout();
+    void stopTimers();
+    void reportFailure(const QString &logLine, const QString &reason, CLogFile::ELogMessageType type);
 
     QWebSocket *m_socket = nullptr;
+    QTimer *m_openingTimer = nullptr;
+    QTimer *m_pingTimer = nullptr;
+    QTimer *m_answerTimer = nullptr;
     // One report for each attempt and each open link: a socket may give more
     // than one error for the same failure.
     bool m_failureReported = false;
