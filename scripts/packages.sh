@@ -5,11 +5,17 @@ QUILLBAR_PACKAGES=(
     qt6-base-dev qt6-websockets-dev libqt6sql6-sqlite
     qt6-l10n-tools qt6-tools-dev qt6-tools-dev-tools fonts-dejavu-core
 )
+# What test.sh needs besides to build the Debian package (dpkg-shlibdeps,
+# file) and check it.
+QUILLBAR_PACKAGING_PACKAGES=(
+    dpkg-dev file lintian desktop-file-utils systemd
+)
 
+# install_missing_packages [extra package...]
 install_missing_packages() {
     local missing=()
     local package
-    for package in "${QUILLBAR_PACKAGES[@]}"; do
+    for package in "${QUILLBAR_PACKAGES[@]}" "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" \
             || missing+=("$package")
     done
