@@ -43,7 +43,16 @@ if(TARGET quillbar-tool)
 endif()
 install(PROGRAMS "${CMAKE_CURRENT_BINARY_DIR}/packaging/quillbar" DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(DIRECTORY resources/deviceFolder/ DESTINATION "${QUILLBAR_TEMPLATES_DIR}")
-install(FILES resources/Icon.png DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/256x256/apps"
+# The icon theme files icons by their real size: a PNG's width and height are
+# the two big-endian words after its 8-byte signature and the 8-byte header
+# of its first chunk.
+file(READ resources/Icon.png QUILLBAR_ICON_HEADER LIMIT 24 HEX)
+string(SUBSTRING "${QUILLBAR_ICON_HEADER}" 32 8 QUILLBAR_ICON_WIDTH)
+string(SUBSTRING "${QUILLBAR_ICON_HEADER}" 40 8 QUILLBAR_ICON_HEIGHT)
+math(EXPR QUILLBAR_ICON_WIDTH "0x${QUILLBAR_ICON_WIDTH}")
+math(EXPR QUILLBAR_ICON_HEIGHT "0x${QUILLBAR_ICON_HEIGHT}")
+install(FILES resources/Icon.png
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/${QUILLBAR_ICON_WIDTH}x${QUILLBAR_ICON_HEIGHT}/apps"
     RENAME quillbar.png)
 install(FILES packaging/quillbar.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
 # The unit names the launcher by its full path, known only when installing:
