@@ -4,7 +4,8 @@
 # templates once and never again, and start the program there.
 set -euo pipefail
 
-build_dir=$1
+cmake=$1
+build_dir=$2
 readonly banner="New session"
 readonly headless_note="No display found: running headless"
 readonly banner_wait_rounds=300 # of 0.1 s
@@ -28,7 +29,7 @@ fail() {
 }
 
 prefix=$scratch/prefix
-cmake --install "$build_dir" --prefix "$prefix" > "$scratch/install.log" \
+"$cmake" --install "$build_dir" --prefix "$prefix" > "$scratch/install.log" \
     || { cat "$scratch/install.log"; fail "cmake --install"; }
 for file in bin/quillbar libexec/quillbar/quillbar share/quillbar/deviceFolder/TCP.json \
     share/applications/quillbar.desktop share/icons/hicolor/256x256/apps/quillbar.png \
