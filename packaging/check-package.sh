@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 build_dir=build-release
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release > /dev/null
-cmake --build "$build_dir" --parallel "$(nproc)" --target quillbar quillbar_packaging_files
+cmake --build "$build_dir" --parallel "$(nproc)" --target quillbar_install_parts
 rm -f "$build_dir"/quillbar_*.deb
 (cd "$build_dir" && cpack -G DEB)
 deb=$(ls "$build_dir"/quillbar_*.deb)

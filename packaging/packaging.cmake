@@ -26,7 +26,12 @@ configure_file(packaging/changelog.in packaging/changelog @ONLY)
 # Debian wants the changelog and the manual page compressed without time stamps.
 find_program(QUILLBAR_GZIP gzip REQUIRED)
 set(QUILLBAR_COMPRESSED)
-foreach(source "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog" "${CMAKE_CURRENT_SOURCE_DIR}/packaging/quillbar.1")
+set(QUILLBAR_MAN_PAGES quillbar.1)
+if(TARGET quillbar-tool)
+    list(APPEND QUILLBAR_MAN_PAGES quillbar-tool.1)
+endif()
+list(TRANSFORM QUILLBAR_MAN_PAGES PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/packaging/" OUTPUT_VARIABLE QUILLBAR_MAN_SOURCES)
+foreach(source "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog" ${QUILLBAR_MAN_SOURCES})
     get_filename_component(name "${source}" NAME)
     set(compressed "${CMAKE_CURRENT_BINARY_DIR}/packaging/${name}.gz")
     add_custom_command(OUTPUT "${compressed}"
@@ -35,10 +40,13 @@ foreach(source "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog" "${CMAKE_CURREN
         VERBATIM)
     list(APPEND QUILLBAR_COMPRESSED "${compressed}")
 endforeach()
-add_custom_target(quillbar_packaging_files ALL DEPENDS ${QUILLBAR_COMPRESSED})
+# Everything the install rules take, so that a package build needs no tests.
+add_custom_target(quillbar_install_parts ALL DEPENDS ${QUILLBAR_COMPRESSED})
+add_dependencies(quillbar_install_parts quillbar)
 
 install(TARGETS quillbar RUNTIME DESTINATION "${QUILLBAR_PROGRAM_DIR}")
 if(TARGET quillbar-tool)
+    add_dependencies(quillbar_install_parts quillbar-tool)
     install(TARGETS quillbar-tool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
 install(PROGRAMS "${CMAKE_CURRENT_BINARY_DIR}/packaging/quillbar" DESTINATION "${CMAKE_INSTALL_BINDIR}")
@@ -62,7 +70,8 @@ install(CODE "
     configure_file(\"${CMAKE_CURRENT_SOURCE_DIR}/packaging/quillbar.service.in\"
         \"${CMAKE_CURRENT_BINARY_DIR}/packaging/quillbar.service\" @ONLY)")
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/packaging/quillbar.service" DESTINATION "${QUILLBAR_SYSTEMD_UNIT_DIR}")
-install(FILES "${CMAKE_CURRENT_BINARY_DIR}/packaging/quillbar.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+list(TRANSFORM QUILLBAR_MAN_PAGES REPLACE "(.+)" "${CMAKE_CURRENT_BINARY_DIR}/packaging/\\1.gz")
+install(FILES ${QUILLBAR_MAN_PAGES} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 install(FILES README.md DESTINATION "${QUILLBAR_DOC_DIR}")
 install(FILES LICENSE DESTINATION "${QUILLBAR_DOC_DIR}" RENAME copyright)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.gz" DESTINATION "${QUILLBAR_DOC_DIR}")

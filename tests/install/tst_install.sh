@@ -31,9 +31,9 @@ fail() {
 prefix=$scratch/prefix
 "$cmake" --install "$build_dir" --prefix "$prefix" > "$scratch/install.log" \
     || { cat "$scratch/install.log"; fail "cmake --install"; }
-for file in bin/quillbar libexec/quillbar/quillbar share/quillbar/deviceFolder/TCP.json \
+for file in bin/quillbar bin/quillbar-tool libexec/quillbar/quillbar share/quillbar/deviceFolder/TCP.json \
     share/applications/quillbar.desktop share/icons/hicolor/256x256/apps/quillbar.png \
-    lib/systemd/system/quillbar.service share/man/man1/quillbar.1.gz \
+    lib/systemd/system/quillbar.service share/man/man1/quillbar.1.gz share/man/man1/quillbar-tool.1.gz \
     share/doc/quillbar/README.md share/doc/quillbar/copyright share/doc/quillbar/changelog.gz; do
     [ -e "$prefix/$file" ] || fail "not installed: $file"
 done
