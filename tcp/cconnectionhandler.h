@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/dbtypes.h"
+#include "tcp/cmodbusframing.h"
 
 #include <QByteArray>
 #include <QList>
@@ -16,20 +17,8 @@ class CConnectionHandler : public QTcpSocket
     Q_OBJECT
 
 public:
-    struct SModbusMBAP
-    {
-        quint16 transactionId = 0;
-        quint16 protocolId = 0;
-        quint16 length = 0;     // bytes that follow this field
-    };
-
-    struct SModbusTcpPacketHeader
-    {
-        quint8 unitId = 0;
-        quint8 functionCode = 0;
-        quint16 startAddress = 0;
-        quint16 registerCount = 0;
-    };
+    using SModbusMBAP = CModbusFraming::SModbusMBAP;
+    using SModbusTcpPacketHeader = CModbusFraming::SModbusTcpPacketHeader;
 
     // Enters itself in `connections`, the listener's list, and leaves it when destroyed.
     CConnectionHandler(quint16 port, ProtocolOption protocol, const QString &devEui,
@@ -46,10 +35,11 @@ public slots:
                                  QMap<quint16, quint16> _data);
 
 private:
-    void answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header);
+    bool sendAnswer(const QByteArray &answer);
+    void resumeAnswers();
 
     quint16 m_port = 0;
-    QByteArray m_requestBuffer;
     QString m_devEui;
     QList<CConnectionHandler *> &m_connections;
+    CModbusFraming m_framing;
 };

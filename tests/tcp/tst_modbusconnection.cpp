@@ -1,11 +1,18 @@
 #include "database/cdatabasehandler.h"
 #include "logspy.h"
+#include "tcp/cconnectionhandler.h"
 #include "tcp/cdevicehandler.h"
 #include "testnet.h"
 #include "testworkdir.h"
 
+#include <QDeadlineTimer>
 #include <QThread>
 #include <QtTest>
+
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,6 +27,88 @@ DB::SDeviceRegDescription reg(quint32 offset, quint32 bits)
 
 const QByteArray kValidRequest = hex("00ff 0000 0006 01 03 00c8 0001");
 const QByteArray kValidAnswer = hex("00ff 0000 0005 01 03 02 beef");
+const QByteArray kSecondRequest = hex("0002 0000 0006 01 04 00c8 0001");
+const QByteArray kSecondAnswer = hex("0002 0000 0005 01 04 02 beef");
+
+QString reqLine(const QByteArray &bytes)
+{
+    return QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(QString::fromLatin1(bytes.toHex()));
+}
+
+QString ansLine(const QByteArray &bytes)
+{
+    return QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(bytes.toHex()));
+}
+
+// Sends `bytes` from `client` the moment a debug line equal to `trigger` is
+// reported, and waits until they stand in the socket of `peer`.
+struct SSendOnDebugLine
+{
+    QString trigger;
+    QTcpSocket *client = nullptr;
+    qintptr peer = -1;
+    QByteArray bytes;
+    QtMessageHandler previous = nullptr;
+};
+SSendOnDebugLine g_sendOnDebugLine;
+
+void sendOnDebugLine(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    SSendOnDebugLine &hook = g_sendOnDebugLine;
+    if (hook.client && message == hook.trigger) {
+        hook.client->write(hook.bytes);
+        hook.client->flush();
+        hook.client = nullptr;
+        int pending = 0;
+        const QDeadlineTimer deadline(5000);
+        while (::ioctl(int(hook.peer), FIONREAD, &pending) == 0 && pending < hook.bytes.size() && !deadline.hasExpired())
+            QThread::usleep(100);
+    }
+    hook.previous(type, context, message);
+}
+
+// A client socket outside the event loop that reads only when told to, with a
+// small receive buffer so that a few answers fill it.
+class RawClient
+{
+public:
+    explicit RawClient(quint16 port)
+        : m_fd(::socket(AF_INET, SOCK_STREAM, 0))
+    {
+        const int bufferSize = 4096;
+        ::setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        m_connected = ::connect(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    }
+    ~RawClient() { ::close(m_fd); }
+    RawClient(const RawClient &) = delete;
+    RawClient &operator=(const RawClient &) = delete;
+
+    bool isConnected() const { return m_connected; }
+    quint16 localPort() const
+    {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &size);
+        return ntohs(address.sin_port);
+    }
+    bool send(const QByteArray &bytes) { return ::send(m_fd, bytes.constData(), bytes.size(), 0) == bytes.size(); }
+    QByteArray readAvailable()
+    {
+        QByteArray result;
+        char chunk[65536];
+        for (ssize_t got; (got = ::recv(m_fd, chunk, sizeof chunk, MSG_DONTWAIT)) > 0;)
+            result.append(chunk, int(got));
+        return result;
+    }
+
+private:
+    int m_fd = -1;
+    bool m_connected = false;
+};
 
 } // namespace
 
@@ -53,6 +142,16 @@ class TestModbusConnection : public QObject
         else if (!QTest::qWaitFor([&client, answerSize] { return client.bytesAvailable() >= answerSize; }, 5000))
             qWarning("No full answer in time");
         return client.readAll();
+    }
+
+    // The listener's side of the client on `clientPort`, once accepted.
+    CConnectionHandler *accepted(quint16 clientPort) const
+    {
+        for (CConnectionHandler *connection : m_listener->connections()) {
+            if (connection->peerPort() == clientPort)
+                return connection;
+        }
+        return nullptr;
     }
 
 private slots:
@@ -159,6 +258,60 @@ private slots:
                               QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(whole),
                               QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >")
                                       .arg(QString::fromLatin1(kValidAnswer.toHex()))}));
+    }
+
+    // The second request comes while the first answer is written; the write
+    // wait reads it in, which raises no readyRead of its own.
+    void requestDuringAnAnswerIsAnswered()
+    {
+        const auto client = connectClient(m_port);
+        QVERIFY(client);
+        QTRY_VERIFY(accepted(client->localPort()));
+        m_log->forget();
+        g_sendOnDebugLine = {QStringLiteral("REQ: ") + QString::fromLatin1(kValidRequest.toHex()), client.get(),
+                             accepted(client->localPort())->socketDescriptor(), kSecondRequest, nullptr};
+        g_sendOnDebugLine.previous = qInstallMessageHandler(sendOnDebugLine);
+
+        const QByteArray answers = exchange(*client, kValidRequest, kValidAnswer.size() + kSecondAnswer.size());
+        qInstallMessageHandler(g_sendOnDebugLine.previous);
+        QVERIFY(!g_sendOnDebugLine.client);
+        QCOMPARE(answers.toHex(), (kValidAnswer + kSecondAnswer).toHex());
+        QCOMPARE(m_log->takeLines(), QStringList({reqLine(kValidRequest), ansLine(kValidAnswer),
+                                                  reqLine(kSecondRequest), ansLine(kSecondAnswer)}));
+    }
+
+    // A client that pipelines the largest reads and does not read the answers
+    // gets no further answer until it reads; meanwhile the others are served.
+    void unreadAnswersHoldOnlyTheirClient()
+    {
+        constexpr int requestCount = 6;
+        const auto other = connectClient(m_port);
+        QVERIFY(other);
+        const QByteArray values = exchange(*other, hex("0000 0000 0006 01 03 0000 ffff"), 9 + 2 * 0xffff).mid(9);
+        QByteArray requests;
+        QByteArray expected;
+        for (int i = 0; i < requestCount; ++i) {
+            const QByteArray id = QByteArray::number(i, 16).rightJustified(4, '0');
+            requests += hex(id + "0000 0006 01 03 0000 ffff");
+            expected += hex(id + "0000 0001 01 03 fe") + values;   // 2 × 65535 + 3, cut to 16 bits
+        }
+        RawClient stalled(m_port);
+        QVERIFY(stalled.isConnected());
+        QTRY_VERIFY(accepted(stalled.localPort()));
+        accepted(stalled.localPort())->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, 4096);
+        m_log->forget();
+
+        QVERIFY(stalled.send(requests));
+        QTRY_COMPARE(m_log->lines().filter(QStringLiteral("ANS")).size(), 1);
+        QCOMPARE(exchange(*other, kValidRequest, kValidAnswer.size()).toHex(), kValidAnswer.toHex());
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ANS")).size(), 2);
+
+        QByteArray answers;
+        QVERIFY(QTest::qWaitFor([&] { answers += stalled.readAvailable(); return answers.size() >= expected.size(); },
+                                30000));
+        QCOMPARE(answers.size(), expected.size());
+        QVERIFY(answers == expected);
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ANS")).size(), requestCount - 1);
     }
 
     void hugeLengthWaitsWhileOthersAreServed()

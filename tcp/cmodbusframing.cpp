@@ -1,0 +1,160 @@
+#include "cmodbusframing.h"
+
+#include "core/clogfile.h"
+#include "database/cdatabasehandler.h"
+
+#include <QDebug>
+#include <QtEndian>
+
+namespace {
+constexpr int kMbapSize = 6;
+constexpr quint16 kMinimumLength = 6;   // unit id, function, address and count
+constexpr quint8 kReadHoldingRegisters = 3;
+constexpr quint8 kReadInputRegisters = 4;
+constexpr quint8 kExceptionFlag = 0x80;
+constexpr quint8 kIllegalFunction = 1;
+constexpr quint16 kExceptionLength = 3;
+constexpr int kAnswerHeadSize = 9;
+
+quint16 wordAt(const QByteArray &bytes, int offset)
+{
+    return qFromBigEndian<quint16>(bytes.constData() + offset);
+}
+
+void appendWord(QByteArray &bytes, quint16 word)
+{
+    bytes.append(char(word >> 8));
+    bytes.append(char(word & 0xFF));
+}
+
+void appendMbap(QByteArray &bytes, const CModbusFraming::SModbusMBAP &mbap, quint16 length)
+{
+    appendWord(bytes, mbap.transactionId);
+    appendWord(bytes, mbap.protocolId);
+    appendWord(bytes, length);
+}
+
+CModbusFraming::SModbusMBAP readMbap(const QByteArray &bytes)
+{
+    return {wordAt(bytes, 0), wordAt(bytes, 2), wordAt(bytes, 4)};
+}
+
+CModbusFraming::SModbusTcpPacketHeader readHeader(const QByteArray &bytes)
+{
+    return {quint8(bytes.at(6)), quint8(bytes.at(7)), wordAt(bytes, 8), wordAt(bytes, 10)};
+}
+
+QByteArray exceptionAnswer(const CModbusFraming::SModbusMBAP &mbap,
+                           const CModbusFraming::SModbusTcpPacketHeader &header)
+{
+    QByteArray answer;
+    appendMbap(answer, mbap, kExceptionLength);
+    answer.append(char(header.unitId));
+    answer.append(char(header.functionCode | kExceptionFlag));
+    answer.append(char(kIllegalFunction));
+    return answer;
+}
+
+void logIncomplete(int stage)
+{
+    const QString wait = QStringLiteral("[CConnectionHandler] Incomplete packet [%1]. Wait for continue...");
+    CLogFile::addLog(stage == 3 ? QStringLiteral("[CConnectionHandler] Incomplete packet [3]. Clear buffer...")
+                                : wait.arg(stage));
+}
+
+} // namespace
+
+CModbusFraming::CModbusFraming(quint16 port, Sender sender)
+    : m_port(port)
+    , m_sender(std::move(sender))
+{
+}
+
+void CModbusFraming::received(const QByteArray &bytes)
+{
+    m_requestBuffer.append(bytes);
+    const QString hex = QString::fromLatin1(m_requestBuffer.toHex());
+    qDebug().noquote() << QStringLiteral("REQ: %1").arg(hex);
+    CLogFile::addLog(QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(hex));
+    if (m_held)
+        return;
+    if (m_requestBuffer.size() < kMbapSize) {
+        logIncomplete(1);
+        return;
+    }
+    answerFrames();
+}
+
+void CModbusFraming::resume()
+{
+    if (!m_held)
+        return;
+    m_held = false;
+    if (m_requestBuffer.size() < kMbapSize) {
+        logIncomplete(1);
+        return;
+    }
+    answerFrames();
+}
+
+void CModbusFraming::answerFrames()
+{
+    for (;;) {
+        const SModbusMBAP mbap = readMbap(m_requestBuffer);
+        const int frameSize = mbap.length + kMbapSize;
+        if (m_requestBuffer.size() < frameSize) {
+            logIncomplete(2);
+            return;
+        }
+        if (mbap.length < kMinimumLength) {
+            // Skipped by its stated size: the stream stays aligned only if that was true.
+            logIncomplete(3);
+            m_requestBuffer.remove(0, frameSize);
+        } else {
+            const bool mayContinue = answerRequest(mbap, readHeader(m_requestBuffer));
+            m_requestBuffer.remove(0, frameSize);
+            if (m_requestBuffer.isEmpty())
+                return;
+            if (!mayContinue) {
+                m_held = true;
+                return;
+            }
+        }
+        if (m_requestBuffer.size() < kMbapSize) {
+            logIncomplete(1);
+            return;
+        }
+    }
+}
+
+bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header)
+{
+    QByteArray reply;
+    if (header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters) {
+        CDataBaseHandler *store = CDataBaseHandler::getInstance();
+        const QMap<quint16, quint16> data = store ? store->getRegisterData(m_port, header.startAddress,
+                                                                            header.registerCount)
+                                                  : QMap<quint16, quint16>();
+        reply = answer(mbap, header, data);
+    } else {
+        reply = exceptionAnswer(mbap, header);
+    }
+    const bool mayContinue = m_sender(reply);
+    CLogFile::addLog(QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(reply.toHex())));
+    return mayContinue;
+}
+
+QByteArray CModbusFraming::answer(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header,
+                                  const QMap<quint16, quint16> &data)
+{
+    const int byteCount = 2 * data.size();
+    QByteArray result;
+    result.reserve(kAnswerHeadSize + byteCount);
+    appendMbap(result, mbap, quint16(byteCount + 3));
+    result.append(char(header.unitId));
+    result.append(char(header.functionCode));
+    result.append(char(byteCount & 0xFF));
+    for (auto it = data.cbegin(); it != data.cend(); ++it)
+        appendWord(result, it.value());
+    return result;
+}

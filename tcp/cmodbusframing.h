@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+
+#include <functional>
+
+// The ModBus-TCP framing of one connection, apart from its socket: bytes in,
+// answers and log lines out. Requests are answered in order from the register
+// store of the port. The sender writes an answer and tells whether the next
+// one may start at once; when it may not, the rest of the buffer is held until
+// resume().
+class CModbusFraming
+{
+public:
+    struct SModbusMBAP
+    {
+        quint16 transactionId = 0;
+        quint16 protocolId = 0;
+        quint16 length = 0;     // bytes that follow this field
+    };
+
+    struct SModbusTcpPacketHeader
+    {
+        quint8 unitId = 0;
+        quint8 functionCode = 0;
+        quint16 startAddress = 0;
+        quint16 registerCount = 0;
+    };
+
+    using Sender = std::function<bool(const QByteArray &answer)>;
+
+    CModbusFraming(quint16 port, Sender sender);
+
+    // What one read of the socket gave.
+    void received(const QByteArray &bytes);
+    // Answers what was held back, if anything.
+    void resume();
+    bool isHeld() const { return m_held; }
+
+    static QByteArray answer(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header,
+                             const QMap<quint16, quint16> &data);
+
+private:
+    void answerFrames();
+    // Whether the next answer may start at once.
+    bool answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header);
+
+    quint16 m_port = 0;
+    Sender m_sender;
+    QByteArray m_requestBuffer;
+    bool m_held = false;
+};
