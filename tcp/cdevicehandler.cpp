@@ -80,9 +80,8 @@ void CDeviceHandler::sendTCPData(const QByteArray &chunk, SChunkInfo info)
 
     qDebug().noquote() << QStringLiteral("[CDeviceHandler::sendTCPData] Build data [%1] for sending to TCP port. "
                                          "Current number pkt -[%2] total number pkt -[%3]")
-                                  .arg(QString::fromLatin1(chunk.toHex()))
-                                  .arg(info.current)
-                                  .arg(info.total);
+                                  .arg(QString::fromLatin1(chunk.toHex()), QString::number(info.current),
+                                       QString::number(info.total));
     m_waitTimer->start();
     if (info.current < info.total) {
         m_tcpBuffer.append(chunk);
@@ -104,9 +103,8 @@ void CDeviceHandler::sendTCPData(const QByteArray &chunk, SChunkInfo info)
         CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device %1 has been damaged "
                                         "or lost! Total packet size is [%2], received packet size is [%3]. "
                                         "Data discarded.")
-                                 .arg(m_firstDevEui)
-                                 .arg(info.size)
-                                 .arg(m_tcpBuffer.size()));
+                                 .arg(m_firstDevEui, QString::number(info.size),
+                                      QString::number(m_tcpBuffer.size())));
         m_tcpBuffer.clear();
         return;
     }

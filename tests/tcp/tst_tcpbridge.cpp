@@ -1,8 +1,13 @@
+#include "devices/calldevicehandler.h"
+#include "fakenetworkserver.h"
 #include "logspy.h"
+#include "server/cserverhandler.h"
 #include "tcp/cdevicehandler.h"
 #include "testnet.h"
 #include "testworkdir.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTimer>
 #include <QtTest>
 
@@ -11,6 +16,24 @@ namespace {
 QByteArray chunkData(int size, int index)
 {
     return QByteArray(size, char('a' + index));
+}
+
+DB::SDeviceRegMapDescription tcpDevice(const QString &devEui, quint16 port)
+{
+    DB::SDeviceRegMapDescription device;
+    device.devEui = devEui;
+    device.name = devEui;
+    device.port = port;
+    return device;
+}
+
+API::SApiDeviceData uplink(const QString &devEui, const QByteArray &payload)
+{
+    API::SApiDeviceData data;
+    data.devEui = devEui;
+    data.data = payload;
+    data.valid = true;
+    return data;
 }
 
 const QString kDamaged = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device 00000000000000D1 "
@@ -27,6 +50,7 @@ class TestTcpBridge : public QObject
 
     TestWorkDir m_workDir;
     LogSpy *m_log = nullptr;
+    FakeNetworkServer *m_server = nullptr;
     quint16 m_port = 0;
     CDeviceHandler *m_listener = nullptr;
     std::vector<std::unique_ptr<QTcpSocket>> m_clients;
@@ -58,7 +82,12 @@ class TestTcpBridge : public QObject
 private slots:
     void initTestCase()
     {
+        registerApiMetaTypes();
         m_log = new LogSpy;
+        m_server = new FakeNetworkServer(this);
+        QSignalSpy status(CServerHandler::getInstance(), &CServerHandler::changeServerStatus);
+        CServerHandler::getInstance()->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        QTRY_VERIFY(!status.isEmpty() && status.last().at(0).value<COMM::EServerStatus>() == COMM::Success);
     }
 
     void init()
@@ -140,6 +169,109 @@ private slots:
                  QStringList({kDamaged.arg(20).arg(10), "ERROR: [CDeviceHandler::waitingTimeout] Package from device "
                                                         "00000000000000D1 has been damaged or lost! Waiting timeout. "
                                                         "Data discarded."}));
+    }
+
+    void watchdogRestartsOnEachChunk()
+    {
+        connectClients(1);
+        QTimer *timer = m_listener->findChild<QTimer *>();
+        QCOMPARE(timer->interval(), 90000);
+        m_log->forget();
+
+        send(QStringLiteral("10@1/3"), 30);
+        QTRY_VERIFY_WITH_TIMEOUT(timer->remainingTime() <= 89000, 5000);
+        send(QStringLiteral("10@2/3"), 30);
+        QVERIFY(timer->remainingTime() > 89000);
+        send(QStringLiteral("10@3/3"), 30);
+        QVERIFY(!timer->isActive());
+        QTRY_COMPARE(m_clients.front()->bytesAvailable(), 30);
+
+        // Run out the wait of a message in progress.
+        send(QStringLiteral("10@1/2"), 20);
+        timer->setInterval(1);
+        QTRY_COMPARE(m_log->lines().filter(QStringLiteral("waitingTimeout")).size(), 1);
+        QVERIFY(!timer->isActive());
+        const QByteArray next = send(QStringLiteral("4@1/1"), 4);
+        QTRY_COMPARE(m_clients.front()->bytesAvailable(), 30 + next.size());
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ERROR")),
+                 QStringList("ERROR: [CDeviceHandler::waitingTimeout] Package from device 00000000000000D1 has been "
+                             "damaged or lost! Waiting timeout. Data discarded."));
+    }
+
+    // Data are logged as they are, even where they look like placeholders.
+    void placeholdersInDataAreLoggedAsTheyAre()
+    {
+        connectClients(1);
+        m_log->forget();
+        const QByteArray message("rate 50%1 ok %2");
+        m_listener->sendTCPData(message, {1, 1, quint16(message.size())});
+        QTRY_COMPARE(m_clients.front()->bytesAvailable(), message.size());
+        QCOMPARE(m_log->takeLines(),
+                 QStringList(QStringLiteral("INFO: [CDeviceHandler::sendTCPDataToSocket] Send data [rate 50%1 ok %2] "
+                                            "for a TCP socket in port ") + QString::number(m_port) + "."));
+    }
+
+    // The first byte of an uplink as a signed number picks the frame; a
+    // negative one is no chunk frame, whatever its low bits.
+    void negativeFrameTypesNeverReachTheClients_data()
+    {
+        QTest::addColumn<QByteArray>("frameType");
+        QTest::newRow("0x83") << hex("83");
+        QTest::newRow("0x85") << hex("85");
+        QTest::newRow("0xa6") << hex("a6");
+        QTest::newRow("0xad") << hex("ad");
+        QTest::newRow("0xff") << hex("ff");
+    }
+
+    void negativeFrameTypesNeverReachTheClients()
+    {
+        QFETCH(QByteArray, frameType);
+        const QString devEui = QStringLiteral("00000000000000E1");
+        const quint16 port = freePort();
+        CAllDeviceHandler *registry = CAllDeviceHandler::getInstance();
+        registry->addNewDevice(tcpDevice(devEui, port), ProtocolOption::TCP);
+        const auto client = connectClient(port);
+        QVERIFY(client);
+        m_log->forget();
+
+        // Size 5, chunk of 5 bytes, number 0 of 1: "hello" if read as a frame.
+        const QByteArray rest = hex("00 0005 05 00 01") + "hello";
+        registry->newPacketReceivedSlot(uplink(devEui, frameType + rest));
+        registry->newPacketReceivedSlot(uplink(devEui, hex("03") + rest));
+        QTRY_COMPARE(client->bytesAvailable(), 5);
+        QTest::qWait(50);
+        QCOMPARE(client->readAll(), QByteArray("hello"));
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("Parse_Data_from_Device")).size(), 1);
+        registry->removeDevice(devEui, port);
+    }
+
+    // Every client of a shared port talks to the device the listener was made
+    // for, in lower-case hexadecimal.
+    void downlinksGoToTheFirstDevice()
+    {
+        const quint16 port = freePort();
+        CAllDeviceHandler *registry = CAllDeviceHandler::getInstance();
+        const QStringList devEuis = {QStringLiteral("00000000000000F1"), QStringLiteral("00000000000000F2")};
+        for (const QString &devEui : devEuis)
+            registry->addNewDevice(tcpDevice(devEui, port), ProtocolOption::TCP);
+        const auto first = connectClient(port);
+        const auto second = connectClient(port);
+        QVERIFY(first && second);
+
+        first->write(hex("abcdef"));
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        second->write(hex("0a"));
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 2);
+
+        QJsonArray downlinks;
+        for (const QString &text : m_server->receivedWithCmd(QStringLiteral("send_data_req")))
+            downlinks += QJsonDocument::fromJson(text.toUtf8()).object().value("data_list").toArray().at(0);
+        QCOMPARE(downlinks, QJsonArray({QJsonObject{{"devEui", devEuis.first()}, {"ack", true}, {"port", 2},
+                                                    {"data", "04abcdef"}},
+                                        QJsonObject{{"devEui", devEuis.first()}, {"ack", true}, {"port", 2},
+                                                    {"data", "040a"}}}));
+        for (const QString &devEui : devEuis)
+            registry->removeDevice(devEui, port);
     }
 
     void samePortKeepsClients()
