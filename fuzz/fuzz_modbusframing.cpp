@@ -1,0 +1,112 @@
+// The ModBus framing of one connection: random bytes arrive in pieces of
+// random sizes, and every answer must be a well-formed reply to a request.
+// The register store lives in a temporary folder.
+
+#include "database/cdatabasehandler.h"
+#include "tcp/cmodbusframing.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtEndian>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace {
+
+constexpr quint16 kPort = 502;
+constexpr int kAnswerHeadSize = 9;
+constexpr quint8 kExceptionFlag = 0x80;
+constexpr quint8 kIllegalFunction = 1;
+
+void dropMessage(QtMsgType, const QMessageLogContext &, const QString &)
+{
+}
+
+DB::SDeviceRegDescription reg(quint32 offset, quint32 bits)
+{
+    DB::SDeviceRegDescription description;
+    description.name = QStringLiteral("r%1").arg(offset);
+    description.regAddr = offset;
+    description.bitSize = bits;
+    return description;
+}
+
+// Narrow and wide values, one of them at the top of the address space.
+void fillStore()
+{
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    if (!store)
+        std::abort();
+    const QString devEui = QStringLiteral("00000000000000A1");
+    store->registerNewDevice({devEui, "F1A7C0DE000000A1", devEui, 100,
+                              {reg(0, 16), reg(1, 32), reg(3, 64), reg(65432, 64)}, kPort},
+                             ProtocolOption::ModBus);
+    store->saveRegisterData({devEui, 100, {{"1234", "1234", 0}, {"89ab", "89abcdef", 1},
+                                           {"0102", "0102030405060708", 3}, {"ffff", "ffffeeeeddddcccc", 65432}}});
+}
+
+quint16 wordAt(const QByteArray &bytes, int offset)
+{
+    return qFromBigEndian<quint16>(bytes.constData() + offset);
+}
+
+// An answer stands on its own: its length field, byte count and function
+// code agree with its size.
+void checkAnswer(const QByteArray &answer)
+{
+    if (answer.size() < kAnswerHeadSize)
+        std::abort();
+    const quint8 function = quint8(answer.at(7));
+    if (function & kExceptionFlag) {
+        if (answer.size() != kAnswerHeadSize || wordAt(answer, 4) != 3 || answer.at(8) != char(kIllegalFunction))
+            std::abort();
+        return;
+    }
+    const int values = answer.size() - kAnswerHeadSize;
+    if ((function != 3 && function != 4) || values % 2 != 0 || wordAt(answer, 4) != quint16(values + 3)
+        || quint8(answer.at(8)) != quint8(values))
+        std::abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
+{
+    static QCoreApplication app(*argc, *argv);
+    static QTemporaryDir workDir;
+    // The store opens its file by a relative name, and libFuzzer reads the
+    // corpus folders by theirs afterwards.
+    const QString corpusDir = QDir::currentPath();
+    if (!workDir.isValid() || !QDir::setCurrent(workDir.path()))
+        std::abort();
+    qInstallMessageHandler(dropMessage);
+    fillStore();
+    QDir::setCurrent(corpusDir);
+    return 0;
+}
+
+// The first byte sets the size of the pieces and how often the sender holds
+// the rest back; the others are the stream.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size < 1)
+        return 0;
+    const int pieceSize = (data[0] & 0x1f) + 1;
+    const int holdEvery = data[0] >> 5;
+    int answers = 0;
+    CModbusFraming framing(kPort, [&answers, holdEvery](const QByteArray &answer) {
+        checkAnswer(answer);
+        ++answers;
+        return holdEvery == 0 || answers % holdEvery != 0;
+    });
+
+    const QByteArray stream(reinterpret_cast<const char *>(data) + 1, int(size) - 1);
+    for (int offset = 0; offset < stream.size(); offset += pieceSize) {
+        framing.received(stream.mid(offset, pieceSize));
+        while (framing.isHeld())
+            framing.resume();
+    }
+    return 0;
+}
