@@ -1,14 +1,34 @@
 #include "cdevicehandler.h"
 
+#include "cacceptguard.h"
 #include "cconnectionhandler.h"
 #include "core/clogfile.h"
 
 #include <QDebug>
 #include <QTimer>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 namespace {
 constexpr int kMessageWaitMs = 90000;
 constexpr int kMaxMessageSize = 600;
+// A client that is gone without a word (power cut, cable pulled) is found
+// after about two minutes of silence; one that is there answers the probes.
+constexpr int kKeepAliveIdleS = 60;
+constexpr int kKeepAliveIntervalS = 10;
+constexpr int kKeepAliveProbes = 6;
+
+void enableKeepAlive(CConnectionHandler *connection)
+{
+    connection->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    const int descriptor = int(connection->socketDescriptor());
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &kKeepAliveIdleS, sizeof kKeepAliveIdleS);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &kKeepAliveIntervalS, sizeof kKeepAliveIntervalS);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &kKeepAliveProbes, sizeof kKeepAliveProbes);
+}
+
 } // namespace
 
 CDeviceHandler::CDeviceHandler(quint16 port, ProtocolOption protocol, const QString &devEui, QObject *parent)
@@ -17,10 +37,9 @@ CDeviceHandler::CDeviceHandler(quint16 port, ProtocolOption protocol, const QStr
     , m_firstDevEui(devEui)
     , m_protocol(protocol)
     , m_waitTimer(new QTimer(this))
+    , m_acceptGuard(new CAcceptGuard(this))
 {
-    // A port that is taken gives a listener that never accepts; the forms test
-    // a port before they offer it.
-    listen(QHostAddress::Any, m_port);
+    startListening();
     m_waitTimer->setInterval(kMessageWaitMs);
     connect(m_waitTimer, &QTimer::timeout, this, &CDeviceHandler::waitingTimeout);
 }
@@ -62,7 +81,15 @@ void CDeviceHandler::changePort(quint16 port)
     for (CConnectionHandler *connection : dropped)
         connection->close();
     QTcpServer::close();
+    startListening();
+}
+
+void CDeviceHandler::startListening()
+{
+    // A port that is taken gives a listener that never accepts; the forms test
+    // a port before they offer it.
     listen(QHostAddress::Any, m_port);
+    m_acceptGuard->watch();
 }
 
 void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
@@ -71,6 +98,7 @@ void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
         return;
     auto *connection = new CConnectionHandler(m_port, m_protocol, m_firstDevEui, m_connections, this);
     connection->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+    enableKeepAlive(connection);
 }
 
 void CDeviceHandler::sendTCPData(const QByteArray &chunk, SChunkInfo info)

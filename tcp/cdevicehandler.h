@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTcpServer>
 
+class CAcceptGuard;
 class CConnectionHandler;
 class QTimer;
 
@@ -48,6 +49,7 @@ protected:
 
 private:
     void deliverMessage();
+    void startListening();
 
     quint16 m_port = 0;
     QStringList m_devices;
@@ -56,4 +58,5 @@ private:
     ProtocolOption m_protocol = ProtocolOption::ModBus;
     QByteArray m_tcpBuffer;
     QTimer *m_waitTimer = nullptr;
+    CAcceptGuard *m_acceptGuard = nullptr;
 };

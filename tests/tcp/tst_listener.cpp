@@ -1,0 +1,154 @@
+#include "tcp/cconnectionhandler.h"
+#include "tcp/cdevicehandler.h"
+#include "testnet.h"
+#include "testworkdir.h"
+
+#include <QProcess>
+#include <QtTest>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+int socketOption(qintptr descriptor, int level, int name)
+{
+    int value = -1;
+    socklen_t size = sizeof value;
+    return ::getsockopt(int(descriptor), level, name, &value, &size) == 0 ? value : -1;
+}
+
+const QByteArray kRequest = hex("0001 0000 0006 01 03 0000 0001");
+const QByteArray kAnswer = hex("0001 0000 0005 01 03 02 0000");
+
+QByteArray exchange(QTcpSocket &client)
+{
+    client.write(kRequest);
+    (void)QTest::qWaitFor([&client] { return client.bytesAvailable() >= kAnswer.size(); }, 10000);
+    return client.readAll();
+}
+
+// The listener process of listenerhelper.cpp.
+class ListenerProcess
+{
+public:
+    explicit ListenerProcess(int descriptorLimit)
+    {
+        m_process.start(QStringLiteral(LISTENER_HELPER), {QString::number(descriptorLimit)});
+    }
+    ~ListenerProcess()
+    {
+        m_process.closeWriteChannel();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+    }
+
+    // The lines said so far that start with `word`, without it.
+    QStringList said(const QString &word)
+    {
+        m_output += QString::fromLocal8Bit(m_process.readAllStandardOutput());
+        QStringList result;
+        for (const QString &line : m_output.split(QLatin1Char('\n'))) {
+            if (line.startsWith(word + QLatin1Char(' ')))
+                result.append(line.mid(word.size() + 1));
+        }
+        return result;
+    }
+
+    quint16 port()
+    {
+        (void)QTest::qWaitFor([this] { return !said(QStringLiteral("PORT")).isEmpty(); }, 10000);
+        return quint16(said(QStringLiteral("PORT")).value(0).toUInt());
+    }
+
+    qint64 wakes()
+    {
+        const int before = said(QStringLiteral("WAKES")).size();
+        m_process.write("WAKES\n");
+        (void)QTest::qWaitFor([this, before] { return said(QStringLiteral("WAKES")).size() > before; }, 10000);
+        return said(QStringLiteral("WAKES")).value(before, QStringLiteral("-1")).toLongLong();
+    }
+
+private:
+    QProcess m_process;
+    QString m_output;
+};
+
+} // namespace
+
+class TestListener : public QObject
+{
+    Q_OBJECT
+
+    TestWorkDir m_workDir;
+
+private slots:
+    void acceptedConnectionsProbeTheirPeer_data()
+    {
+        QTest::addColumn<ProtocolOption>("protocol");
+        QTest::newRow("ModBus") << ProtocolOption::ModBus;
+        QTest::newRow("TCP") << ProtocolOption::TCP;
+    }
+
+    void acceptedConnectionsProbeTheirPeer()
+    {
+        QFETCH(ProtocolOption, protocol);
+        CDeviceHandler listener(freePort(), protocol, QStringLiteral("00000000000000A1"));
+        const auto client = connectClient(listener.serverPort());
+        QVERIFY(client);
+        QTRY_COMPARE(listener.connections().size(), 1);
+
+        const qintptr descriptor = listener.connections().first()->socketDescriptor();
+        QCOMPARE(socketOption(descriptor, SOL_SOCKET, SO_KEEPALIVE), 1);
+        QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE), 60);
+        QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 10);
+        QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT), 6);
+    }
+
+    // With every descriptor taken the listener waits instead of trying to
+    // accept over and over, its client is still served, and it accepts again
+    // once connections have gone.
+    void runningOutOfDescriptorsIsSurvived()
+    {
+        constexpr int descriptorLimit = 64;
+        constexpr int idleCount = 100;
+        ListenerProcess listener(descriptorLimit);
+        const quint16 port = listener.port();
+        QVERIFY(port != 0);
+        const auto served = connectClient(port);
+        QVERIFY(served);
+        QCOMPARE(exchange(*served).toHex(), kAnswer.toHex());
+
+        std::vector<std::unique_ptr<QTcpSocket>> idle;
+        for (int i = 0; i < idleCount; ++i) {
+            idle.push_back(std::make_unique<QTcpSocket>());
+            idle.back()->connectToHost(QHostAddress::LocalHost, port);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(listener.said(QStringLiteral("LOG")).filter(QStringLiteral("WARNING")).size(), 1,
+                                  10000);
+        const QString warning = listener.said(QStringLiteral("LOG")).filter(QStringLiteral("WARNING")).first();
+        QVERIFY2(warning.startsWith(QStringLiteral("WARNING: [CDeviceHandler] Cannot accept a connection on port %1: ")
+                                            .arg(port)),
+                 qPrintable(warning));
+
+        // Over a few pauses the event loop wakes for the timers and the
+        // client, not for every failed accept.
+        const qint64 wakesBefore = listener.wakes();
+        QTest::qWait(1500);
+        QCOMPARE(exchange(*served).toHex(), kAnswer.toHex());
+        QVERIFY2(listener.wakes() - wakesBefore < 200, "the listener spins");
+        QCOMPARE(listener.said(QStringLiteral("LOG")).filter(QStringLiteral("WARNING")).size(), 1);
+
+        idle.clear();
+        const auto newcomer = connectClient(port);
+        QVERIFY(newcomer);
+        QCOMPARE(exchange(*newcomer).toHex(), kAnswer.toHex());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestListener)
+#include "tst_listener.moc"
