@@ -109,6 +109,18 @@ private slots:
         QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT), 6);
     }
 
+    // Qt pauses a listener after an accept error it does not count as
+    // temporary; the listener resumes by itself.
+    void acceptErrorsPauseOnlyForAWhile()
+    {
+        CDeviceHandler listener(freePort(), ProtocolOption::ModBus, QStringLiteral("00000000000000A1"));
+        listener.pauseAccepting();
+        emit listener.acceptError(QAbstractSocket::SocketResourceError);
+        const auto client = connectClient(listener.serverPort());
+        QVERIFY(client);
+        QTRY_COMPARE(listener.connections().size(), 1);
+    }
+
     // With every descriptor taken the listener waits instead of trying to
     // accept over and over, its client is still served, and it accepts again
     // once connections have gone.
