@@ -4,8 +4,11 @@
 #include "core/constants.h"
 
 #include <QDateTime>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QVariant>
+
+#include <sqlite3.h>
 
 namespace {
 const QString kDriver = QStringLiteral("QSQLITE");
@@ -17,6 +20,8 @@ enum ERegisterColumn {
 };
 
 constexpr int kRegisterBits = 16;
+// A 16-bit address space holds no more words than this, however wide a stored row claims to be.
+constexpr int kMaxWordsPerRow = 65536;
 constexpr int kParentRow = 1;
 // Far above the ranges a plant's clients poll; past it the compiled reads start over.
 constexpr int kMaxCompiledQueries = 256;
@@ -111,6 +116,30 @@ QString indexSql(const QString &table, const SIndexDescription &index)
     sql.chop(1);
     sql += QStringLiteral(" );");
     return sql;
+}
+
+// A column as QSQLITE would give it and QVariant::toInt() or toUInt() convert it.
+qint64 integerColumn(sqlite3_stmt *statement, int column)
+{
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+        return sqlite3_column_int64(statement, column);
+    case SQLITE_FLOAT:
+        return QVariant(sqlite3_column_double(statement, column)).toLongLong();
+    case SQLITE_NULL:
+        return 0;
+    default:
+        return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, column)),
+                                 sqlite3_column_bytes(statement, column))
+                .toLongLong();
+    }
+}
+
+// The column's text as UTF-8, decoded from hexadecimal; NULL reads as nothing.
+QByteArray hexColumn(sqlite3_stmt *statement, int column)
+{
+    const char *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
+    return QByteArray::fromHex(QByteArray::fromRawData(text, text ? sqlite3_column_bytes(statement, column) : 0));
 }
 
 quint16 byteAt(const QByteArray &bytes, int index)
@@ -318,8 +347,8 @@ bool CDataBaseHandler::insertRegisters(quint32 deviceId, const DB::SDeviceRegMap
         if (takenAddresses.contains(address)) {
             CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler::registerNewDevice] "
                                             "Register [0x%1] for device [%2] already exist!")
-                                     .arg(address, 4, 16, QLatin1Char('0'))
-                                     .arg(device.devEui));
+                                     .arg(QStringLiteral("%1").arg(address, 4, 16, QLatin1Char('0')),
+                                          device.devEui));
             continue;
         }
         query.addBindValue(deviceId);
@@ -365,8 +394,10 @@ QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption pro
     const QString filter = search.isEmpty()
             ? QString()
             : QStringLiteral("WHERE %1 LIKE \"%%2%\"").arg(dev(DevName)).arg(search);
-    // One substitution at a time, the search text before the sort column: a
-    // search that looks like a marker ("1...", "2...") takes that marker's place.
+    // Chained on purpose, one substitution at a time, the search text before
+    // the sort column: a search that looks like a marker ("1...", "2...")
+    // takes that marker's place. Lists filtered by such texts have always
+    // behaved so, and the list views rely on the same statement.
     const QString sql = QStringLiteral("SELECT * FROM %1 %2 ORDER BY %3 ASC;")
                                 .arg(tableFor(protocol))
                                 .arg(filter)
@@ -442,7 +473,8 @@ void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
         if (!query.exec()) {
             CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [2]"));
             CLogFile::addLog(QStringLiteral("    Query [%1]").arg(sql));
-            CLogFile::addLog(QStringLiteral("    Set: deviceId[%1], regAddr[%2]").arg(deviceId).arg(address));
+            CLogFile::addLog(QStringLiteral("    Set: deviceId[%1], regAddr[%2]")
+                                     .arg(QString::number(deviceId), QString::number(address)));
         }
     }
 }
@@ -458,28 +490,78 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
     const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
                                 .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
                                      QString::number(startAddress), QString::number(startAddress + count - 1));
-    QSqlQuery &query = compiledQuery(sql);
-    if (!query.exec()) {
+    sqlite3_stmt *statement = compiledRead(sql);
+    int step = statement ? sqlite3_step(statement) : SQLITE_ERROR;
+    if (step != SQLITE_ROW && step != SQLITE_DONE) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);
-        // Compiled anew next time: a text that failed to compile never runs.
-        m_compiledQueries.remove(sql);
+        // Compiled anew next time, once the file is readable again.
+        dropCompiledRead(sql);
         return words;
     }
 
     for (quint32 i = 0; i < count; ++i)
         words.insert(quint16(startAddress + i), 0);
-    while (query.next()) {
-        const int bitSize = query.value(RegBitSize).toInt();
-        const QByteArray bytes = QByteArray::fromHex(query.value(RegFullValue).toString().toUtf8());
-        const quint32 address = query.value(RegAddr).toUInt();
+    // Only the three columns the words come from are converted.
+    for (; step == SQLITE_ROW; step = sqlite3_step(statement)) {
+        const int bitSize = int(integerColumn(statement, RegBitSize));
+        const QByteArray bytes = hexColumn(statement, RegFullValue);
+        const quint32 address = quint32(integerColumn(statement, RegAddr));
         if (bitSize > kRegisterBits) {
-            for (int word = 0; kRegisterBits * word < bitSize; ++word)
+            for (int word = 0; word < kMaxWordsPerRow && qint64(kRegisterBits) * word < bitSize; ++word)
                 words.insert(quint16(address + word), wideWord(bytes, word));
         } else {
             words.insert(quint16(address), narrowWord(bytes));
         }
     }
+    // Ends the read at once, so that the file is not left locked between requests.
+    sqlite3_reset(statement);
     return words;
+}
+
+sqlite3 *CDataBaseHandler::connectionHandle() const
+{
+    const QVariant handle = m_db.driver() ? m_db.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3 *const *>(handle.constData());
+}
+
+// The ModBus reads go to SQLite itself, on the connection's own handle: the
+// same text, compiled once, with no row turned into fourteen QVariants.
+sqlite3_stmt *CDataBaseHandler::compiledRead(const QString &sql)
+{
+    const auto it = m_compiledReads.constFind(sql);
+    if (it != m_compiledReads.constEnd())
+        return it.value();
+    sqlite3 *handle = connectionHandle();
+    if (!handle)
+        return nullptr;
+    if (m_compiledReads.size() >= kMaxCompiledQueries) {
+        for (sqlite3_stmt *statement : std::as_const(m_compiledReads))
+            sqlite3_finalize(statement);
+        m_compiledReads.clear();
+    }
+    const QByteArray text = sql.toUtf8();
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v2(handle, text.constData(), int(text.size()), &statement, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return nullptr;
+    }
+    m_compiledReads.insert(sql, statement);
+    return statement;
+}
+
+void CDataBaseHandler::dropCompiledRead(const QString &sql)
+{
+    sqlite3_stmt *statement = m_compiledReads.take(sql);
+    if (statement)
+        sqlite3_finalize(statement);
+}
+
+CDataBaseHandler::~CDataBaseHandler()
+{
+    for (sqlite3_stmt *statement : std::as_const(m_compiledReads))
+        sqlite3_finalize(statement);
 }
 
 QSqlQuery &CDataBaseHandler::compiledQuery(const QString &sql)

@@ -10,6 +10,9 @@
 #include <QSqlQuery>
 #include <QStringList>
 
+struct sqlite3;
+struct sqlite3_stmt;
+
 // The one owner of the SQLite file "server.db": ModBus devices with their
 // register rows, and TCP devices. Only saveRegisterData runs on the handler's
 // own thread; every other operation runs on its caller's thread, and one mutex
@@ -19,6 +22,8 @@ class CDataBaseHandler : public QObject
     Q_OBJECT
 
 public:
+    ~CDataBaseHandler() override;
+
     // Null once after a start that failed; the next call tries again.
     static CDataBaseHandler *getInstance();
 
@@ -55,6 +60,9 @@ private:
     quint32 readDeviceId(const QString &table, const QString &devEui);
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
     QSqlQuery &compiledQuery(const QString &sql);
+    sqlite3 *connectionHandle() const;
+    sqlite3_stmt *compiledRead(const QString &sql);
+    void dropCompiledRead(const QString &sql);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
@@ -62,6 +70,7 @@ private:
     // text: the same texts come again and again, and compiling one costs
     // about as much as running it.
     QHash<QString, QSqlQuery> m_compiledQueries;
+    QHash<QString, sqlite3_stmt *> m_compiledReads;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

@@ -4,6 +4,7 @@ QUILLBAR_PACKAGES=(
     cmake g++ make
     qt6-base-dev qt6-websockets-dev libqt6sql6-sqlite
     qt6-l10n-tools qt6-tools-dev qt6-tools-dev-tools fonts-dejavu-core
+    libsqlite3-dev
 )
 # What test.sh needs besides to build the Debian package (dpkg-shlibdeps,
 # file) and check it.

@@ -94,6 +94,31 @@ private slots:
         m_thread.wait();
     }
 
+    // Other tools read the file: the statements as SQLite keeps them, in the order they were made.
+    void schemaOfANewFile()
+    {
+        const QStringList expected = {
+            "devices|CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
+            "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER )",
+            "devicesTCP|CREATE TABLE devicesTCP ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
+            "name TEXT, app_eui TEXT, dev_eui TEXT, port INTEGER )",
+            "dev_data|CREATE TABLE dev_data ( device INTEGER NOT NULL, port INTEGER, reg_addr INTEGER, "
+            "start_value INTEGER, grating_period REAL, bit_size REAL, data_type TEXT, value TEXT DEFAULT NULL, "
+            "full_value TEXT DEFAULT NULL, time INTEGER DEFAULT NULL, name TEXT DEFAULT NULL, "
+            "unit TEXT DEFAULT NULL, parent INTEGER, source INTEGER )",
+            "idx_eui|CREATE INDEX idx_eui ON devices ( dev_eui )",
+            "idx_device|CREATE INDEX idx_device ON devices ( device )",
+            "idx_euiTCP|CREATE INDEX idx_euiTCP ON devicesTCP ( dev_eui )",
+            "idx_deviceTCP|CREATE INDEX idx_deviceTCP ON devicesTCP ( device )",
+            "idx_dev_parent|CREATE INDEX idx_dev_parent ON dev_data ( device, parent )",
+            "idx_dev_regaddr|CREATE INDEX idx_dev_regaddr ON dev_data ( device, reg_addr )",
+            "idx_port_regaddr|CREATE INDEX idx_port_regaddr ON dev_data ( port, reg_addr )",
+        };
+        QCOMPARE(rows("SELECT name, sql FROM sqlite_master WHERE sql IS NOT NULL AND name <> 'sqlite_sequence' "
+                      "ORDER BY rowid;"),
+                 expected);
+    }
+
     void registrationStoresRows()
     {
         QVERIFY(add("70b3D5", ModBus, 100, {reg(5, 16, 2.5, 0.1, "C"), reg(0, 64), reg(5, 32), reg(3, 16)}));
@@ -245,6 +270,19 @@ private slots:
         save("CC03", 100, {{"0007", "0007", 0}});
         QCOMPARE(m_handler->getRegisterData(port, start, count), words);
         QCOMPARE(messages(), QStringList());
+    }
+
+    // A width from an older file can't make a read run past the address space:
+    // the words stop after 65,536, so the first word is not written over again.
+    void hugeStoredBitSizeIsBounded()
+    {
+        QVERIFY(add("AA01", ModBus, 100));
+        QCOMPARE(rows("UPDATE dev_data SET bit_size=2147483647, full_value='0102';"), QStringList());
+        const Words words = m_handler->getRegisterData(5020, 100, 1);
+        QCOMPARE(words.size(), 65536);
+        QCOMPARE(words.value(100), quint16(0x0102));
+        QCOMPARE(words.value(101), quint16(0));
+        QCOMPARE(words.value(99), quint16(0));
     }
 
     // A range polled again reads the file again, also after its first read
