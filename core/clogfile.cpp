@@ -5,13 +5,45 @@
 
 #include <QDateTime>
 #include <QDebug>
+#include <QMetaMethod>
 #include <QMetaType>
 
 namespace {
 constexpr qint64 kDefaultFileMaxSize = 1000000;
 // addLogIntoFileOnly rotates at this size whatever the settings say.
 constexpr qint64 kFileOnlyMaxSize = 65535;
+
+// The last stamp's text, for the whole second it was made in.
+QMutex stampMutex;
+qint64 stampSecond = 0;
+QString stampText;
+
+// Local time is worked out once a second: each conversion looks the time zone
+// up again, and lines come thousands a second. Zone changes fall on whole
+// seconds, so only the milliseconds differ within one.
+QString timeStamp()
+{
+    static const QString millisField = QStringLiteral("zzz");
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (!DateTimeFormat::logStamp.endsWith(millisField))
+        return QDateTime::fromMSecsSinceEpoch(now, Qt::LocalTime).toString(DateTimeFormat::logStamp);
+
+    const qint64 second = now - now % 1000 - (now % 1000 < 0 ? 1000 : 0);
+    QMutexLocker locker(&stampMutex);
+    if (second != stampSecond || stampText.isEmpty()) {
+        stampSecond = second;
+        stampText = QDateTime::fromMSecsSinceEpoch(second, Qt::LocalTime).toString(DateTimeFormat::logStamp);
+    }
+    QString stamp = stampText;
+    const int millis = int(now - second);
+    QChar *digits = stamp.data() + stamp.size() - millisField.size();
+    digits[0] = QLatin1Char(char('0' + millis / 100));
+    digits[1] = QLatin1Char(char('0' + millis / 10 % 10));
+    digits[2] = QLatin1Char(char('0' + millis % 10));
+    return stamp;
 }
+
+} // namespace
 
 CLogFile *CLogFile::m_instance = nullptr;
 QMutex CLogFile::m_instanceMutex;
@@ -83,6 +115,11 @@ void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
 
     writeLine(line);
 
+    // The window's debug print is the usual receiver; without one the line
+    // need not be reshaped.
+    static const QMetaMethod logSignal = QMetaMethod::fromSignal(&CLogFile::addLogSignal);
+    if (!isSignalConnected(logSignal))
+        return;
     line.remove(QLatin1Char('\n'));
     emit addLogSignal(line, type);
 }
@@ -96,7 +133,7 @@ void CLogFile::addLogIntoFileOnly(QString logStr)
         ++m_fileCounter;
         CSettings::writeValue(SettingsKey::filesCounter, m_fileCounter);
         m_file.close();
-        m_file.setFileName(QStringLiteral("./%1(%2).log").arg(m_baseName).arg(m_fileCounter));
+        m_file.setFileName(QStringLiteral("./%1(%2).log").arg(m_baseName, QString::number(m_fileCounter)));
         if (!m_file.open(QIODevice::ReadWrite | QIODevice::Text)) {
             qDebug() << "[CLogFile] Invalid new file opening!";
             return;
@@ -109,14 +146,20 @@ QString CLogFile::fileNameFor(int counter) const
 {
     if (counter == 0)
         return QStringLiteral("./%1.log").arg(m_baseName);
-    return QStringLiteral("./%1(%2).log").arg(m_baseName).arg(counter);
+    return QStringLiteral("./%1(%2).log").arg(m_baseName, QString::number(counter));
 }
 
 QString CLogFile::stampedLine(const QString &message)
 {
+    const QString stamp = timeStamp();
+    QString line;
+    line.reserve(stamp.size() + message.size() + 3);
     // The line feed goes ahead of each line, not behind it.
-    return QStringLiteral("\n[%1]").arg(QDateTime::currentDateTime().toString(DateTimeFormat::logStamp))
-            + message;
+    line += QLatin1String("\n[");
+    line += stamp;
+    line += QLatin1Char(']');
+    line += message;
+    return line;
 }
 
 void CLogFile::rotate()

@@ -1,6 +1,23 @@
 #include "csettings.h"
 
 #include <QDebug>
+#include <QHash>
+#include <QMutex>
+
+namespace {
+
+// QSettings reads its file again only on sync(), which only writeValue calls
+// here, so a value read once stays what QSettings would give until the next
+// write. The log reads two keys for every line it writes.
+struct SCachedValue
+{
+    bool present;
+    QVariant value;
+};
+QMutex cacheMutex;
+QHash<QString, SCachedValue> cache;
+
+} // namespace
 
 CSettings *CSettings::m_instance = nullptr;
 
@@ -29,7 +46,11 @@ QVariant CSettings::readValue(const QString &key, const QVariant &defaultValue)
         qDebug() << "ERROR: [CSettings::readValue] Invalid object";
         return QVariant();
     }
-    return settings->value(key, defaultValue);
+    QMutexLocker locker(&cacheMutex);
+    auto it = cache.constFind(key);
+    if (it == cache.constEnd())
+        it = cache.insert(key, {settings->contains(key), settings->value(key)});
+    return it->present ? it->value : defaultValue;
 }
 
 bool CSettings::writeValue(const QString &key, const QVariant &value)
@@ -42,5 +63,7 @@ bool CSettings::writeValue(const QString &key, const QVariant &value)
     settings->setValue(key, value);
     // The status of sync is not looked at: an unwritable file goes unnoticed.
     settings->sync();
+    QMutexLocker locker(&cacheMutex);
+    cache.clear();
     return true;
 }

@@ -57,6 +57,24 @@ private slots:
         QCOMPARE(spy.at(0).at(1).value<CLogFile::ELogMessageType>(), CLogFile::LogError);
     }
 
+    // Stamps are the local time of their line, to the millisecond, also across a second's end.
+    void stampIsTheLocalTimeOfEachLine()
+    {
+        const QRegularExpression last(QStringLiteral(R"(\n\[([^\]]+)\]stamp$)"));
+        for (int i = 0; i < 3; ++i) {
+            const QDateTime before = QDateTime::currentDateTime();
+            m_log->addLogMetod(QStringLiteral("stamp"));
+            const QDateTime after = QDateTime::currentDateTime();
+            const QRegularExpressionMatch match = last.match(readAll());
+            QVERIFY(match.hasMatch());
+            // "yy" reads back in the 1900s.
+            const QDateTime stamp = QDateTime::fromString(match.captured(1), QStringLiteral("dd-MMM-yy HH:mm:ss.zzz"))
+                                            .addYears(100);
+            QVERIFY2(before <= stamp && stamp <= after, qPrintable(match.captured(1)));
+            QTest::qWait(int(1000 - after.time().msec() + 5));
+        }
+    }
+
     void useLogFalseSilencesOnlyTheFirstWriter()
     {
         CSettings::writeValue(QStringLiteral("use_log"), false);
