@@ -43,6 +43,16 @@ QString timeStamp()
     return stamp;
 }
 
+// Lines posted and not yet written, oldest first. One queued call writes all
+// that wait, so a burst of lines costs one event and one wake-up of the loop.
+struct SPendingLine
+{
+    QString message;
+    CLogFile::ELogMessageType type;
+};
+QMutex pendingMutex;
+QList<SPendingLine> pendingLines;
+
 } // namespace
 
 CLogFile *CLogFile::m_instance = nullptr;
@@ -88,17 +98,41 @@ CLogFile *CLogFile::instance()
 
 void CLogFile::addLog(const QString &message, CLogFile::ELogMessageType type, bool toDebug)
 {
-    // Through a functor rather than by name: every ModBus request logs twice,
-    // and the look-up by name cost more than writing the line.
     CLogFile *log = m_instance;
-    const bool posted = log && QMetaObject::invokeMethod(
-            log, [log, message, type] { log->addLogMetod(message, type); }, Qt::QueuedConnection);
-    if (!posted) {
+    if (!log || !log->post(message, type)) {
         qDebug().noquote() << "[void __cdecl addLog(class QString,enum CLogFile::ELogMessageType,bool)]"
                               " невозможно создать invokeMethod";
     }
     if (toDebug)
         qDebug().noquote() << message;
+}
+
+// Through a functor rather than by name: every ModBus request logs twice, and
+// the look-up by name cost more than writing the line.
+bool CLogFile::post(const QString &message, CLogFile::ELogMessageType type)
+{
+    QMutexLocker locker(&pendingMutex);
+    pendingLines.append({message, type});
+    if (pendingLines.size() > 1)
+        return true;
+    locker.unlock();
+    if (QMetaObject::invokeMethod(this, [this] { writePending(); }, Qt::QueuedConnection))
+        return true;
+    locker.relock();
+    pendingLines.clear();
+    return false;
+}
+
+void CLogFile::writePending()
+{
+    for (;;) {
+        QMutexLocker locker(&pendingMutex);
+        if (pendingLines.isEmpty())
+            return;
+        const SPendingLine line = pendingLines.takeFirst();
+        locker.unlock();
+        addLogMetod(line.message, line.type);
+    }
 }
 
 void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)

@@ -40,6 +40,8 @@ public slots:
 private:
     CLogFile(const QString &baseName, const QString &sessionTitle);
 
+    bool post(const QString &message, CLogFile::ELogMessageType type);
+    void writePending();
     QString fileNameFor(int counter) const;
     static QString stampedLine(const QString &message);
     void rotate();

@@ -125,7 +125,7 @@ qint64 integerColumn(sqlite3_stmt *statement, int column)
     case SQLITE_INTEGER:
         return sqlite3_column_int64(statement, column);
     case SQLITE_FLOAT:
-        return QVariant(sqlite3_column_double(statement, column)).toLongLong();
+        return qRound64(sqlite3_column_double(statement, column));
     case SQLITE_NULL:
         return 0;
     default:
