@@ -17,10 +17,26 @@
 #include <QThread>
 #include <QtTest>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sqlite3.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
 namespace {
 
 constexpr int kRegisters = 8;
-constexpr int kBatch = 100;
+constexpr int kBatch = 50;
+constexpr int kUplinksPerSecond = 20;
+constexpr int kLatencySeconds = 5;
+constexpr int kFloorUplinks = 50;
 const QString kAppEui = QStringLiteral("F1A7C0DE000000E8");
 const QString kDevEui = QStringLiteral("70B3D500000000E8");
 
@@ -45,6 +61,54 @@ QString payload(quint16 value)
     return QString::fromLatin1(bytes.toHex());
 }
 
+// Reads all registers of the device, one request at a time, until told to stop,
+// and gives the time of each request in microseconds; empty if one failed.
+std::vector<double> timedReads(quint16 port, const std::atomic<bool> &stop)
+{
+    std::vector<double> times;
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int on = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
+        ::close(fd);
+        return times;
+    }
+    constexpr int answerSize = 9 + 2 * kRegisters;
+    for (int i = 0; !stop; ++i) {
+        const unsigned char request[12] = {quint8(i >> 8), quint8(i), 0, 0, 0, 6, 1, 3, 0, 0, 0, kRegisters};
+        const auto began = std::chrono::steady_clock::now();
+        bool ok = ::send(fd, request, sizeof(request), 0) == sizeof(request);
+        unsigned char answer[answerSize];
+        for (int received = 0; ok && received < answerSize;) {
+            const ssize_t n = ::recv(fd, answer + received, answerSize - received, 0);
+            ok = n > 0;
+            received += int(n);
+        }
+        if (!ok) {
+            times.clear();
+            break;
+        }
+        times.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - began).count());
+    }
+    ::close(fd);
+    return times;
+}
+
+double percentile(std::vector<double> values, double share)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(std::min(values.size() - 1, size_t(share * double(values.size()))));
+}
+
+bool exec(sqlite3 *db, const char *sql)
+{
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
 } // namespace
 
 // Uplinks pushed by the network server until the last one is readable over
@@ -57,6 +121,9 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void pushedUntilReadable();
+    void readLatencyWhileUplinksArrive_data();
+    void readLatencyWhileUplinksArrive();
+    void storageFloor();
 
 private:
     quint16 readFirstRegister();
@@ -156,6 +223,112 @@ void BenchUplinks::pushedUntilReadable()
         ++rounds;
     }
     qInfo("%.0f uplinks/s", rounds * kBatch * 1000.0 / timer.elapsed());
+}
+
+void BenchUplinks::readLatencyWhileUplinksArrive_data()
+{
+    QTest::addColumn<int>("uplinksPerSecond");
+    QTest::newRow("no uplinks") << 0;
+    QTest::newRow("20 uplinks/s") << kUplinksPerSecond;
+}
+
+// One ModBus client reading as fast as it can while the network server pushes
+// uplinks at a steady rate: the latency of each read, p50 and p99.
+void BenchUplinks::readLatencyWhileUplinksArrive()
+{
+    QFETCH(int, uplinksPerSecond);
+    QSignalSpy decoded(m_registry, &CAllDeviceHandler::newDataForDevice);
+    QTimer pushes;
+    int pushed = 0;
+    if (uplinksPerSecond > 0) {
+        pushes.setInterval(1000 / uplinksPerSecond);
+        connect(&pushes, &QTimer::timeout, this, [this, &pushed] {
+            ++pushed;
+            ++m_value;
+            m_server->push(QJsonObject{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", kDevEui},
+                                       {"ts", 1700000000123LL}, {"fcnt", m_value}, {"data", payload(m_value)}});
+        });
+        pushes.start();
+    }
+    std::atomic<bool> stop{false};
+    std::atomic<bool> finished{false};
+    std::vector<double> times;
+    std::thread client([&] {
+        times = timedReads(m_port, stop);
+        finished = true;
+    });
+    QTest::qWait(kLatencySeconds * 1000);
+    stop = true;
+    pushes.stop();
+    // The last read is answered by this thread's event loop.
+    const bool ended = QTest::qWaitFor([&finished] { return finished.load(); }, 10000);
+    client.join();
+    QVERIFY(ended);
+    QVERIFY(!times.empty());
+    QTRY_COMPARE_WITH_TIMEOUT(int(decoded.count()), pushed, 10000);
+    // The pushes share the main thread with the decoder, so a slow disk lowers the rate that arrives.
+    qInfo("%d uplinks/s offered, %d arrived and decoded in %d s: %zu reads, latency p50 %.0f us, p99 %.0f us, "
+          "max %.0f us", uplinksPerSecond, pushed, kLatencySeconds, times.size(), percentile(times, 0.5),
+          percentile(times, 0.99), percentile(times, 1.0));
+}
+
+// The storage the store is bound to, with nothing around it: for each uplink
+// one SELECT of the device and one autocommitted UPDATE per register, on a
+// file of the same schema in the same folder; and the SELECT of one read.
+void BenchUplinks::storageFloor()
+{
+    sqlite3 *db = nullptr;
+    QVERIFY(sqlite3_open(qPrintable(QDir(m_dir.path()).filePath(QStringLiteral("floor.db"))), &db) == SQLITE_OK);
+    QVERIFY(exec(db, "CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
+                     "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER );"));
+    QVERIFY(exec(db, "CREATE TABLE dev_data ( device INTEGER NOT NULL, port INTEGER, reg_addr INTEGER, "
+                     "start_value INTEGER, grating_period REAL, bit_size REAL, data_type TEXT, value TEXT DEFAULT "
+                     "NULL, full_value TEXT DEFAULT NULL, time INTEGER DEFAULT NULL, name TEXT DEFAULT NULL, unit "
+                     "TEXT DEFAULT NULL, parent INTEGER, source INTEGER );"));
+    QVERIFY(exec(db, "CREATE INDEX idx_eui ON devices ( dev_eui );"));
+    QVERIFY(exec(db, "CREATE INDEX idx_dev_regaddr ON dev_data ( device, reg_addr );"));
+    QVERIFY(exec(db, "CREATE INDEX idx_port_regaddr ON dev_data ( port, reg_addr );"));
+    QVERIFY(exec(db, "INSERT INTO devices VALUES (1, 'd', 'a', '70B3D500000000E8', 5020, 0);"));
+    for (int i = 0; i < kRegisters; ++i) {
+        QVERIFY(exec(db, qPrintable(QStringLiteral("INSERT INTO dev_data (device, port, reg_addr, bit_size, parent) "
+                                                   "VALUES (1, 5020, %1, 16, 1);").arg(i))));
+    }
+
+    sqlite3_stmt *update = nullptr;
+    QVERIFY(sqlite3_prepare_v2(db, "UPDATE dev_data SET value=:value, full_value=:full_value, time=:time "
+                                   "WHERE device=:device AND reg_addr=:reg_addr;", -1, &update, nullptr) == SQLITE_OK);
+    QElapsedTimer timer;
+    timer.start();
+    for (int uplink = 0; uplink < kFloorUplinks; ++uplink) {
+        QVERIFY(exec(db, "SELECT device FROM devices WHERE dev_eui='70B3D500000000E8';"));
+        for (int i = 0; i < kRegisters; ++i) {
+            sqlite3_bind_text(update, 1, "0001", -1, SQLITE_STATIC);
+            sqlite3_bind_text(update, 2, "0001", -1, SQLITE_STATIC);
+            sqlite3_bind_int64(update, 3, QDateTime::currentMSecsSinceEpoch());
+            sqlite3_bind_int(update, 4, 1);
+            sqlite3_bind_int(update, 5, i);
+            QVERIFY(sqlite3_step(update) == SQLITE_DONE);
+            sqlite3_reset(update);
+        }
+    }
+    const double uplinkMs = double(timer.nsecsElapsed()) / 1e6 / kFloorUplinks;
+    sqlite3_finalize(update);
+
+    sqlite3_stmt *read = nullptr;
+    QVERIFY(sqlite3_prepare_v2(db, "SELECT * FROM dev_data WHERE port=5020 AND reg_addr BETWEEN 0 AND 7;", -1, &read,
+                               nullptr) == SQLITE_OK);
+    constexpr int reads = 20000;
+    timer.restart();
+    for (int i = 0; i < reads; ++i) {
+        while (sqlite3_step(read) == SQLITE_ROW)
+            sqlite3_column_text(read, 8);
+        sqlite3_reset(read);
+    }
+    const double readUs = double(timer.nsecsElapsed()) / 1e3 / reads;
+    sqlite3_finalize(read);
+    sqlite3_close(db);
+    qInfo("storage floor: %.2f ms an uplink of %d registers (%.0f uplinks/s at most), %.1f us a read's SELECT",
+          uplinkMs, kRegisters, 1000.0 / uplinkMs, readUs);
 }
 
 QTEST_GUILESS_MAIN(BenchUplinks)
