@@ -2,6 +2,7 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "database/registerwords.h"
 
 #include <QDateTime>
 #include <QSqlDriver>
@@ -19,9 +20,6 @@ enum ERegisterColumn {
     RegValue, RegFullValue, RegTime, RegName, RegUnit, RegParent, RegSource, RegColumnCount
 };
 
-constexpr int kRegisterBits = 16;
-// A 16-bit address space holds no more words than this, however wide a stored row claims to be.
-constexpr int kMaxWordsPerRow = 65536;
 constexpr int kParentRow = 1;
 // Far above the ranges a plant's clients poll; past it the compiled reads start over.
 constexpr int kMaxCompiledQueries = 256;
@@ -140,24 +138,6 @@ QByteArray hexColumn(sqlite3_stmt *statement, int column)
 {
     const char *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
     return QByteArray::fromHex(QByteArray::fromRawData(text, text ? sqlite3_column_bytes(statement, column) : 0));
-}
-
-quint16 byteAt(const QByteArray &bytes, int index)
-{
-    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
-}
-
-// A word of a wide value reads 0 unless both of its bytes are there.
-quint16 wideWord(const QByteArray &bytes, int word)
-{
-    const int first = 2 * word;
-    return bytes.size() >= first + 2 ? quint16(byteAt(bytes, first) * 256 + byteAt(bytes, first + 1)) : 0;
-}
-
-// A narrow value reads whatever bytes it has: a single byte b is b * 256.
-quint16 narrowWord(const QByteArray &bytes)
-{
-    return quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1));
 }
 
 } // namespace
@@ -506,12 +486,8 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
         const int bitSize = int(integerColumn(statement, RegBitSize));
         const QByteArray bytes = hexColumn(statement, RegFullValue);
         const quint32 address = quint32(integerColumn(statement, RegAddr));
-        if (bitSize > kRegisterBits) {
-            for (int word = 0; word < kMaxWordsPerRow && qint64(kRegisterBits) * word < bitSize; ++word)
-                words.insert(quint16(address + word), wideWord(bytes, word));
-        } else {
-            words.insert(quint16(address), narrowWord(bytes));
-        }
+        RegisterWords::forEachWord(address, bitSize, bytes,
+                                   [&words](quint16 at, quint16 word) { words.insert(at, word); });
     }
     // Ends the read at once, so that the file is not left locked between requests.
     sqlite3_reset(statement);

@@ -1,17 +1,8 @@
 #include "cregisterimage.h"
 
+#include "database/registerwords.h"
+
 #include <algorithm>
-
-namespace {
-
-constexpr int kRegisterBits = 16;
-
-quint8 byteAt(const QByteArray &bytes, int index)
-{
-    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
-}
-
-} // namespace
 
 CRegisterImage::CRegisterImage(const DB::SDeviceRegMapDescription &registerMap, quint32 startAddr)
 {
@@ -42,19 +33,11 @@ QList<SRegisterWord> CRegisterImage::words() const
     QMap<quint16, SRegisterWord> byAddress;
     for (const SRow &row : m_rows) {
         const QByteArray bytes = QByteArray::fromHex(row.fullValue.toUtf8());
-        if (row.bitSize > kRegisterBits) {
-            for (int word = 0; kRegisterBits * word < row.bitSize; ++word) {
-                const int first = 2 * word;
-                const quint16 value = bytes.size() >= first + 2
-                        ? quint16(byteAt(bytes, first) * 256 + byteAt(bytes, first + 1)) : 0;
-                const quint16 address = quint16(row.address + word);
-                byAddress.insert(address, {address, value, row.name, word == 0 ? row.fullValue : QString()});
-            }
-        } else {
-            const quint16 address = quint16(row.address);
-            byAddress.insert(address, {address, quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1)), row.name,
-                                       QString()});
-        }
+        const bool wide = row.bitSize > RegisterWords::kRegisterBits;
+        RegisterWords::forEachWord(row.address, row.bitSize, bytes, [&](quint16 address, quint16 word) {
+            const bool first = address == quint16(row.address);
+            byAddress.insert(address, {address, word, row.name, wide && first ? row.fullValue : QString()});
+        });
     }
     return byAddress.values();
 }

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QtGlobal>
+
+// How one stored register row answers a ModBus read: its whole value, as bytes,
+// read out as the 16-bit words at and after its address. The store's reads
+// and the tool's decoding preview both go through here, so they can't differ.
+namespace RegisterWords {
+
+constexpr int kRegisterBits = 16;
+// A 16-bit address space holds no more words than this, however wide a stored row claims to be.
+constexpr int kMaxWordsPerRow = 65536;
+
+inline quint16 byteAt(const QByteArray &bytes, int index)
+{
+    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
+}
+
+// A word of a wide value reads 0 unless both of its bytes are there.
+inline quint16 wideWord(const QByteArray &bytes, int word)
+{
+    const int first = 2 * word;
+    return bytes.size() >= first + 2 ? quint16(byteAt(bytes, first) * 256 + byteAt(bytes, first + 1)) : 0;
+}
+
+// A narrow value reads whatever bytes it has: a single byte b is b * 256.
+inline quint16 narrowWord(const QByteArray &bytes)
+{
+    return quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1));
+}
+
+// Calls put(address, word) for each word the row answers, first word first.
+template<typename Put>
+void forEachWord(quint32 address, qint64 bitSize, const QByteArray &bytes, Put put)
+{
+    if (bitSize <= kRegisterBits) {
+        put(quint16(address), narrowWord(bytes));
+        return;
+    }
+    for (int word = 0; word < kMaxWordsPerRow && qint64(kRegisterBits) * word < bitSize; ++word)
+        put(quint16(address + word), wideWord(bytes, word));
+}
+
+} // namespace RegisterWords
