@@ -118,6 +118,10 @@ void CAddNewDeviceForm::appendServerDevice(const API::SServerDeviceInfo &device)
 
 void CAddNewDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
 {
+    // Removing the selected row on a refresh reports a selection with no
+    // current row: no device was chosen, and the type shown stays remembered.
+    if (!m_deviceList->currentIndex().isValid())
+        return;
     const int row = m_deviceList->currentIndex().row();
     const QString appEui = cell(m_deviceSearchModel, row, DeviceColumn::AppEui).toString();
     // Another device of the same type keeps the register list and its edits.
@@ -212,8 +216,7 @@ void CAddNewDeviceForm::requestLastPackets(const QString &devEui)
     if (!QMetaObject::invokeMethod(CServerHandler::getInstance(), "getDeviceLastPackets", Qt::QueuedConnection,
                                    Q_ARG(QString, devEui))) {
         CLogFile::addLog(QStringLiteral("ERROR[%1-%2]: invalid invokeMethod creation!")
-                                 .arg(QLatin1String(Q_FUNC_INFO))
-                                 .arg(__LINE__),
+                                 .arg(QLatin1String(Q_FUNC_INFO), QString::number(__LINE__)),
                          CLogFile::LogError);
     }
 }

@@ -195,6 +195,45 @@ private slots:
             QCOMPARE(offeredNames(), offered);
     }
 
+    void sameTypeNotRefilledAfterReopening_data()
+    {
+        QTest::addColumn<bool>("byRefreshButton");
+
+        QTest::newRow("new opening") << false;
+        QTest::newRow("refresh button") << true;
+    }
+
+    void sameTypeNotRefilledAfterReopening()
+    {
+        QFETCH(bool, byRefreshButton);
+
+        open(m_addForm, ProtocolOption::ModBus);
+        QTRY_COMPARE(offeredNames(), (QStringList{"Office climate", "Gas meter"}));
+        auto *list = child<QListView>(m_addForm, QStringLiteral("deviceList"));
+        const QAbstractItemModel *registers = child<QListView>(m_addForm, QStringLiteral("registerList"))->model();
+        const auto choose = [list](int row) { list->setCurrentIndex(list->model()->index(row, 0)); };
+        choose(1);
+        choose(0);
+        const int climateRegisters = registers->rowCount();
+        QVERIFY(climateRegisters > 0);
+
+        if (byRefreshButton)
+            child<QPushButton>(m_addForm, QStringLiteral("blueBtn"))->click();
+        else
+            open(m_addForm, ProtocolOption::ModBus);
+        auto *statusLabel = child<QLabel>(m_addForm, QStringLiteral("title2Lab"));
+        QTRY_VERIFY(statusLabel->isHidden());
+        // The list is refilled from the server and its first device selected
+        // again: the type shown is the same, so its emptied registers stay empty.
+        QCOMPARE(list->currentIndex().row(), 0);
+        QCOMPARE(registers->rowCount(), 0);
+
+        choose(1);
+        QVERIFY(registers->rowCount() > 0);
+        choose(0);
+        QCOMPARE(registers->rowCount(), climateRegisters);
+    }
+
     void portCheck_data()
     {
         QTest::addColumn<int>("protocol");
@@ -268,6 +307,8 @@ private slots:
         open(m_addForm, ProtocolOption::ModBus);
         QTRY_COMPARE(offeredNames(), (QStringList{"Office climate", "Gas meter"}));
         auto *list = child<QListView>(m_addForm, QStringLiteral("deviceList"));
+        // Through another type, since the climate type shown last is not refilled.
+        list->setCurrentIndex(list->model()->index(int(offeredNames().indexOf("Gas meter")), 0));
         list->setCurrentIndex(list->model()->index(int(offeredNames().indexOf("Office climate")), 0));
         // The list shows offsets from the start address.
         QVERIFY(setScaling(m_addForm, 10, 1.5, 0.1, QStringLiteral("°C")));
