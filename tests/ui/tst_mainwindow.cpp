@@ -2,18 +2,26 @@
 #include "programcore.h"
 #include "testnet.h"
 #include "testworkdir.h"
+#include "ui/cabstractpanelbutton.h"
 #include "ui/mainwindow.h"
 
 #include <QComboBox>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QGroupBox>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
+#include <QTranslator>
 #include <QtTest>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 
 namespace {
@@ -27,6 +35,118 @@ const QString kNoDeviceTitle = QStringLiteral("Device [UNKNOWN]");
 QString storedLogin()
 {
     return QSettings(QStringLiteral("settings.conf"), QSettings::IniFormat).value("server/login").toString();
+}
+
+// The rules of the shipped style sheet, selector to declarations, with the
+// comments dropped and the spaces evened out.
+QMap<QString, QString> styleRules()
+{
+    QFile file(QStringLiteral("://style/style.qss"));
+    QString text = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    text.remove(QRegularExpression(QStringLiteral(R"(/\*.*?\*/)"), QRegularExpression::DotMatchesEverythingOption));
+    QMap<QString, QString> rules;
+    const QRegularExpression rule(QStringLiteral(R"(([^{}]+)\{([^}]*)\})"));
+    for (const QRegularExpressionMatch &match : rule.globalMatch(text)) {
+        QStringList declarations;
+        for (const QString &declaration : match.captured(2).split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
+            if (!declaration.simplified().isEmpty())
+                declarations.append(declaration.simplified());
+        }
+        rules.insert(match.captured(1).simplified(), declarations.join(QStringLiteral("; ")));
+    }
+    return rules;
+}
+
+// Each rule of the style sheet as written, with the class and object name of
+// a widget that it selects (none for a rule that selects by class alone).
+struct SStyleRule
+{
+    QString selector;
+    QString declarations;
+    QString widgetClass;
+    QString objectName;
+};
+
+QList<SStyleRule> styleTable()
+{
+    const QString button = QStringLiteral("border: none; border-radius: 3px; font: 9px \"Verdana\"; "
+                                          "color: QC_GLOB_BLACK1_D1");
+    return {
+        {"QListView", "border: none; border-radius: 0px", "QListView", ""},
+        {"MainWindow QWidget#MainWidget", "background-color: #FFF", "QWidget", "MainWidget"},
+        {"QLabel#title1Lab", "font-size: 18px; font-weight: bold; margin-left: 5px", "QLabel", "title1Lab"},
+        {"QLabel#title2Lab", "font-size: 18px; color: QC_GLOB_BLACK1_L0; font-weight: bold; margin-left: 5px",
+         "QLabel", "title2Lab"},
+        {"MainWindow QLabel#modbusName",
+         "color: QC_GLOB_BLACK6C_80; background-color: rgba(0,0,0,0%); font: 12px \"Tahoma\"", "QLabel",
+         "modbusName"},
+        {"MainWindow QLabel#modbusValue",
+         "color: QCT_GLOB_BLUE1_LIKE; background-color: rgba(0,0,0,0%); font: 13px \"Tahoma\"; font-weight: bold",
+         "QLabel", "modbusValue"},
+        {"MainWindow QLabel:hover#modbusValue", "color: QCT_GLOB_BLUE1_LIKE_L1", "QLabel", "modbusValue"},
+        {"QPushButton#searchBtn",
+         "background-color: QC_GLOB_BLUE1_L1; border-width: 4px; border-color: QC_GLOB_BLUE1_L2; "
+         "border-radius: 3px; min-height: 20px; min-width: 20px; font: 11px \"Verdana\"; color: QC_GLOB_WHITE1",
+         "QPushButton", "searchBtn"},
+        {"QPushButton:hover#searchBtn", "background-color: QC_GLOB_BLUE1", "QPushButton", "searchBtn"},
+        {"QPushButton:pressed#searchBtn", "background-color: QC_GLOB_BLUE1_D2", "QPushButton", "searchBtn"},
+        {"QPushButton#greenBtn", "background-color: QC_GLOB_GREEN1; " + button + "; padding: 0px", "QPushButton",
+         "greenBtn"},
+        {"QPushButton:hover#greenBtn", "background-color: QC_GLOB_GREEN1_L2", "QPushButton", "greenBtn"},
+        {"QPushButton:pressed#greenBtn", "background-color: QC_GLOB_GREEN1_D2", "QPushButton", "greenBtn"},
+        {"QPushButton#blueBtn", "background-color: QC_GLOB_BLUE1; " + button + "; padding: 0px", "QPushButton",
+         "blueBtn"},
+        {"QPushButton:hover#blueBtn", "background-color: QC_GLOB_BLUE1_L2", "QPushButton", "blueBtn"},
+        {"QPushButton:pressed#blueBtn", "background-color: QC_GLOB_BLUE1_D2", "QPushButton", "blueBtn"},
+        {"QPushButton#orangeBtn", "background-color: QC_GLOB_ORANGE1; " + button, "QPushButton", "orangeBtn"},
+        {"QPushButton:hover#orangeBtn", "background-color: QC_GLOB_ORANGE1_L2", "QPushButton", "orangeBtn"},
+        {"QPushButton:pressed#orangeBtn", "background-color: QC_GLOB_ORANGE1_D2", "QPushButton", "orangeBtn"},
+        {"QPushButton#redBtn", "background-color: QC_GLOB_RED1; " + button, "QPushButton", "redBtn"},
+        {"QPushButton:hover#redBtn", "background-color: QC_GLOB_RED1_L2", "QPushButton", "redBtn"},
+        {"QPushButton:pressed#redBtn", "background-color: QC_GLOB_RED1_D2", "QPushButton", "redBtn"},
+        {"CLeftPanel", "background-color: QC_GLOB_BLACK1", "CLeftPanel", ""},
+        {"CAbstractPanelButton",
+         "min-height: 35px; background-color: QC_GLOB_BLACK1; padding: 0px; margin: 0px; border: none",
+         "CAbstractPanelButton", ""},
+        {"CAbstractPanelButton:hover", "background-color: QC_GLOB_BLACK1_L0", "CAbstractPanelButton", ""},
+        {"CAbstractPanelButton:pressed, CAbstractPanelButton:checked", "background-color: QC_GLOB_BLACK1_E2G",
+         "CAbstractPanelButton", ""},
+        {"CAbstractPanelButton QLabel#titleLable",
+         "background-color: rgba(0,0,0,0%); color: QC_GLOB_WHITE1; font: bold 10pt \"Arial\"", "QLabel",
+         "titleLable"},
+        {"CAbstractPanelButton QGroupBox",
+         "background-color: QC_GLOB_GREEN1; border: none; border-radius: 3px; margin: 3px; padding: 3px",
+         "QGroupBox", ""},
+        {"CSearchEditWidget",
+         "background-color: QC_GLOB_BLUE1_L1; border: 1px solid QC_GLOB_BLUE1_L1; border-radius: 5px; "
+         "min-height: 30px; max-height: 30px",
+         "CSearchEditWidget", ""},
+        {"CSearchEditWidget QLineEdit",
+         "border: none; background-color: QC_GLOB_BLUE1_L2; font: bold 10pt \"Museo Sans Cyrl 300\"; "
+         "color: QC_GLOB_WHITE",
+         "QLineEdit", ""},
+        {"CSearchEditWidget QLineEdit:disabled",
+         "background-color: QC_GLOB_BLUE1_L1; font: 10px \"Museo Sans Cyrl 300\"; color: QC_GLOB_BLACK6C_13",
+         "QLineEdit", ""},
+        {"QDialog QPushButton", "min-height: 20px; font-size: 14px", "QPushButton", ""},
+    };
+}
+
+QStringList shownTexts(const QWidget &window)
+{
+    QStringList texts;
+    for (const QLabel *label : window.findChildren<QLabel *>())
+        texts.append(label->text());
+    for (const QAbstractButton *button : window.findChildren<QAbstractButton *>())
+        texts << button->text() << button->toolTip();
+    for (const QGroupBox *box : window.findChildren<QGroupBox *>())
+        texts.append(box->title());
+    return texts;
+}
+
+QJsonObject serverDevice(const QString &devEui, const QString &name, const QString &appEui)
+{
+    return {{"devEui", devEui}, {"devName", name}, {"OTAA", QJsonObject{{"appEui", appEui}}}};
 }
 
 } // namespace
@@ -52,6 +172,40 @@ class TestMainWindow : public QObject
 
     QString title() const { return child<QLabel>(QStringLiteral("title2Lab"))->text(); }
     QAbstractItemModel *registers() const { return child<QListView>(QStringLiteral("registerList"))->model(); }
+
+    QAbstractItemModel *deviceModel(const QString &page) const
+    {
+        return child<QListView>(QStringLiteral("deviceList"), page)->model();
+    }
+
+    // The add, edit and delete buttons of a page.
+    QPushButton *pageButton(const QString &page, int index) const
+    {
+        const QWidget *parent = m_window->findChild<QWidget *>(page);
+        QList<QPushButton *> buttons = parent->findChildren<QPushButton *>(QStringLiteral("greenBtn"));
+        buttons.append(parent->findChild<QPushButton *>(QStringLiteral("redBtn")));
+        return buttons.at(index);
+    }
+
+    // Clicks a button that runs a form modally, and drives the form from its
+    // own event loop: `step` runs until it returns true, or the form is
+    // rejected after a few seconds.
+    static void clickIntoForm(QPushButton *button, QDialog *form, const std::function<bool()> &step)
+    {
+        QTimer driver;
+        QElapsedTimer clock;
+        clock.start();
+        connect(&driver, &QTimer::timeout, form, [&driver, &clock, form, &step] {
+            if (!form->isVisible())
+                return;
+            if (step())
+                driver.stop();
+            else if (clock.elapsed() > 5000)
+                form->reject();
+        });
+        driver.start(20);
+        button->click();
+    }
 
 private slots:
     void initTestCase()
@@ -211,6 +365,177 @@ private slots:
         QTRY_VERIFY(!connectClient(m_tcpPort));
         QVERIFY(CDataBaseHandler::getInstance()->getRegisteredDevices(ProtocolOption::ModBus).isEmpty());
         QVERIFY(CDataBaseHandler::getInstance()->getRegisteredDevices(ProtocolOption::TCP).isEmpty());
+    }
+
+    void styleSheetRulesMeetTheirWidgets_data()
+    {
+        QTest::addColumn<QString>("declarations");
+        QTest::addColumn<QString>("widgetClass");
+        QTest::addColumn<QString>("objectName");
+
+        for (const SStyleRule &rule : styleTable())
+            QTest::newRow(qPrintable(rule.selector)) << rule.declarations << rule.widgetClass << rule.objectName;
+    }
+
+    // The object names are a contract between the code and the sheet: each
+    // rule stands as written, and a widget of the program bears what it selects.
+    void styleSheetRulesMeetTheirWidgets()
+    {
+        QFETCH(QString, declarations);
+        QFETCH(QString, widgetClass);
+        QFETCH(QString, objectName);
+
+        QCOMPARE(styleRules().value(QString::fromUtf8(QTest::currentDataTag())), declarations);
+        QList<QWidget *> widgets = m_window->findChildren<QWidget *>();
+        widgets << CAddNewDeviceForm::getInstance()->findChildren<QWidget *>();
+        const auto selected = [&widgetClass, &objectName](const QWidget *widget) {
+            return widget->inherits(widgetClass.toLatin1().constData())
+                    && (objectName.isEmpty() || widget->objectName() == objectName);
+        };
+        QVERIFY(std::any_of(widgets.cbegin(), widgets.cend(), selected));
+    }
+
+    void styleSheetHasNoRuleBeyondTable()
+    {
+        QStringList selectors;
+        for (const SStyleRule &rule : styleTable())
+            selectors.append(rule.selector);
+        selectors.sort();
+        QCOMPARE(styleRules().keys(), selectors);
+    }
+
+    void panelButtonsSwitchPages_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("page");
+
+        QTest::newRow("TCP") << "TCP" << "tcpPage";
+        QTest::newRow("back to ModBus") << "ModBus" << "modbusPage";
+    }
+
+    void panelButtonsSwitchPages()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, page);
+
+        for (CAbstractPanelButton *panelButton : m_window->findChildren<CAbstractPanelButton *>()) {
+            if (panelButton->findChild<QLabel *>(QStringLiteral("titleLable"))->text() == button)
+                panelButton->click();
+        }
+        const QStringList pages = {"modbusPage", "tcpPage"};
+        for (const QString &name : pages)
+            QCOMPARE(child<QWidget>(name)->isVisible(), name == page);
+    }
+
+    void listsRefreshedAfterAdding_data()
+    {
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QString>("devEui");
+        QTest::addColumn<QString>("appEui");
+
+        QTest::newRow("ModBus") << "modbusPage" << "70B3D5000000C011" << "F1A7C0DE00000101";
+        QTest::newRow("TCP") << "tcpPage" << "70B3D5000000D011" << "F1A7C0DE00000303";
+    }
+
+    void listsRefreshedAfterAdding()
+    {
+        QFETCH(QString, page);
+        QFETCH(QString, devEui);
+        QFETCH(QString, appEui);
+
+        m_server->setReply(QStringLiteral("get_devices_req"),
+                           {{"cmd", "get_devices_resp"},
+                            {"status", true},
+                            {"devices_list", QJsonArray{serverDevice(devEui, QStringLiteral("Added"), appEui)}}});
+        const int rows = deviceModel(page)->rowCount();
+        const int packetRequests = m_server->receivedWithCmd(QStringLiteral("get_data_req")).size();
+        CAddNewDeviceForm *form = CAddNewDeviceForm::getInstance();
+        const QString port = QString::number(freePort());
+
+        clickIntoForm(pageButton(page, 0), form, [form, &port, &devEui] {
+            // The list keeps the devices of the last answer until the new one comes.
+            auto *list = form->findChild<QListView *>(QStringLiteral("deviceList"));
+            const QModelIndexList offered = list->model()->match(list->model()->index(0, 3), Qt::DisplayRole, devEui);
+            if (offered.isEmpty())
+                return false;
+            list->setCurrentIndex(offered.at(0));
+            form->findChild<QLineEdit *>(QStringLiteral("portEdit"))->setText(port);
+            form->findChild<QLineEdit *>(QStringLiteral("startAddrEdit"))->setText(QStringLiteral("3000"));
+            form->addDeviceSlot();
+            return true;
+        });
+        QCOMPARE(form->result(), int(QDialog::Accepted));
+        QTRY_COMPARE(deviceModel(page)->rowCount(), rows + 1);
+        QCOMPARE(deviceModel(page)->match(deviceModel(page)->index(0, 3), Qt::DisplayRole, devEui).size(), 1);
+
+        // The new device's last packets are asked for, which holds the
+        // server's queue for a minute: end that wait for what follows.
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_data_req")).size(), packetRequests + 1);
+        CServerHandler::getInstance()->waitingServerResponseTimeoutSlot();
+    }
+
+    void modbusRegistersRefreshedAfterEditing()
+    {
+        auto *list = child<QListView>(QStringLiteral("deviceList"), QStringLiteral("modbusPage"));
+        list->setCurrentIndex(list->model()->index(0, 0));
+        const QModelIndexList temperature = registers()->match(registers()->index(0, 2), Qt::DisplayRole, 3010);
+        QCOMPARE(temperature.size(), 1);
+        const int row = temperature.at(0).row();
+        CEditDeviceForm *form = CEditDeviceForm::getInstance();
+
+        clickIntoForm(pageButton(QStringLiteral("modbusPage"), 1), form, [form] {
+            QAbstractItemModel *formRegisters = form->findChild<QListView *>(QStringLiteral("registerList"))->model();
+            const QModelIndexList found = formRegisters->match(formRegisters->index(0, 2), Qt::DisplayRole, 3010);
+            if (found.size() != 1)
+                return false;
+            formRegisters->setData(formRegisters->index(found.at(0).row(), 11), QStringLiteral("°C"));
+            form->addDeviceSlot();
+            return true;
+        });
+        QCOMPARE(form->result(), int(QDialog::Accepted));
+        QCOMPARE(registers()->index(row, 11).data().toString(), QStringLiteral("°C"));
+    }
+
+    void tcpListRefreshedAfterEditing()
+    {
+        const quint16 newPort = freePort();
+        CEditDeviceForm *form = CEditDeviceForm::getInstance();
+
+        clickIntoForm(pageButton(QStringLiteral("tcpPage"), 1), form, [form, newPort] {
+            form->findChild<QLineEdit *>(QStringLiteral("portEdit"))->setText(QString::number(newPort));
+            form->addDeviceSlot();
+            return true;
+        });
+        QCOMPARE(form->result(), int(QDialog::Accepted));
+        QCOMPARE(deviceModel(QStringLiteral("tcpPage"))->index(0, 4).data().toUInt(), uint(newPort));
+    }
+
+    void russianTranslationShown_data()
+    {
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("Connect") << "Подлкючиться";
+        QTest::newRow("Server authorization") << "Авторизация";
+        QTest::newRow("Login:") << "Логин:";
+        QTest::newRow("ModBus-TCP parameters") << "Параметры ModBus-TCP";
+        QTest::newRow("Add new device from server") << "Добавление нового устройства с сервера";
+    }
+
+    // A window built with the translation that start-up installs for a
+    // Russian system, loaded from the program's resources.
+    void russianTranslationShown()
+    {
+        QFETCH(QString, text);
+
+        QTranslator translator;
+        QVERIFY(translator.load(QStringLiteral(":/iot_orvane_modbus.qm"), QString(), QString(), QString()));
+        QCoreApplication::installTranslator(&translator);
+        const MainWindow translated;
+        QCoreApplication::removeTranslator(&translator);
+
+        const QStringList texts = shownTexts(translated);
+        QVERIFY(texts.contains(text));
+        QVERIFY(!texts.contains(QString::fromLatin1(QTest::currentDataTag())));
     }
 
     // Last: a complete entry leaves the test's server.
