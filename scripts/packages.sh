@@ -11,6 +11,10 @@ QUILLBAR_PACKAGES=(
 QUILLBAR_PACKAGING_PACKAGES=(
     dpkg-dev file lintian desktop-file-utils systemd
 )
+# What test.sh needs besides to build and run the fuzz targets.
+QUILLBAR_FUZZ_PACKAGES=(
+    clang libclang-rt-14-dev
+)
 
 # install_missing_packages [extra package...]
 install_missing_packages() {
