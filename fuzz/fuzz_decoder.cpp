@@ -12,6 +12,7 @@
 // - the DevEUI and the gateway identifier, each a length byte and its text;
 // - the rest: the payload.
 
+#include "devices/cdevicelog.h"
 #include "devices/cuplinkdecoder.h"
 #include "devices/devicetemplate.h"
 #include "fuzzsupport.h"
@@ -131,6 +132,8 @@ void checkRegisters(const DB::SDbDeviceRegDataSet &set)
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     FuzzSupport::start();
+    // Its texts would only go to the dropped debug output.
+    CDeviceLog::setSink([](const QString &, CLogFile::ELogMessageType, bool) {});
     const QDir folder(QStringLiteral(SAMPLE_TEMPLATES_DIR));
     const QStringList names = folder.entryList({QStringLiteral("*.json")}, QDir::Files);
     for (const QString &name : names) {

@@ -1,56 +1,46 @@
 // Template files as an installer or an operator drops them into the device
-// folder: loaded by the registry as at start-up, then read back as the forms
+// folder: loaded by the program's folder loader, then read back as the forms
 // read them.
 //
-// Input: the first byte's lowest bit chooses the file name, a device template
-// or "TCP.json"; the rest is the file's content.
+// Input: the first byte chooses the file name (its value modulo three: a
+// device template, "TCP.json", or "tcp.json", which is read as a device
+// template); the rest is the file's content.
 
 #include "core/constants.h"
-#include "devices/calldevicehandler.h"
-#include "devices/devicetemplate.h"
-#include "devices/tcpdevicetemplate.h"
+#include "devices/cdevicelog.h"
+#include "devices/ctemplatefolder.h"
 #include "fuzzsupport.h"
 
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
 
 #include <cstdint>
 #include <cstdlib>
 
 namespace {
 
-const QString kDeviceFileName = QStringLiteral("device.json");
-
-QDir deviceFolder()
-{
-    return QDir(FileName::deviceFolder);
-}
+const QStringList kFileNames = {QStringLiteral("device.json"), FileName::tcpTemplate, QStringLiteral("tcp.json")};
 
 void writeOnly(const QString &name, const QByteArray &content)
 {
-    QDir folder = deviceFolder();
-    folder.remove(kDeviceFileName);
-    folder.remove(FileName::tcpTemplate);
+    QDir folder(FileName::deviceFolder);
+    for (const QString &other : kFileNames)
+        folder.remove(other);
     QFile file(folder.filePath(name));
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         std::abort();
 }
 
-// What the forms ask of a template: its register list and its summary.
-void readBack(const CAllDeviceHandler *registry, const QJsonDocument &document, bool tcp)
+// What the loader says it stored is what it holds, and the forms can read it.
+void readBack(const CTemplateFolder &folder, const STemplateFileOutcome &outcome)
 {
-    if (tcp) {
-        const QJsonArray kinds = document.object().value(QStringLiteral("data")).toArray();
-        for (const QJsonValue &kind : kinds)
-            registry->tcpTemplateInfo(STCPDeviceTemplate(kind.toObject()).appEui);
-        return;
+    for (const QString &appEui : outcome.stored) {
+        const auto found = folder.templates().constFind(appEui);
+        if (found != folder.templates().cend())
+            found->registerMap();
+        else if (!folder.tcpTemplates().contains(appEui))
+            std::abort();
     }
-    const SDeviceTemplate parsed(document.object());
-    parsed.registerMap();
-    registry->registerMap(parsed.appEui);
-    registry->templateInfo(parsed.appEui);
 }
 
 } // namespace
@@ -58,8 +48,9 @@ void readBack(const CAllDeviceHandler *registry, const QJsonDocument &document, 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     FuzzSupport::start();
+    // Its texts would only go to the dropped debug output.
+    CDeviceLog::setSink([](const QString &, CLogFile::ELogMessageType, bool) {});
     QDir().mkdir(FileName::deviceFolder);
-    CAllDeviceHandler::getInstance();
     return 0;
 }
 
@@ -67,14 +58,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size == 0)
         return 0;
-    const QByteArray content(reinterpret_cast<const char *>(data) + 1, int(size - 1));
-    const bool tcp = data[0] & 1;
-    writeOnly(tcp ? FileName::tcpTemplate : kDeviceFileName, content);
+    writeOnly(kFileNames.at(data[0] % kFileNames.size()),
+              QByteArray(reinterpret_cast<const char *>(data) + 1, int(size - 1)));
 
-    // The registry keeps the first template of each AppEUI across inputs, so
-    // the same text is also parsed on its own, where nothing is kept.
-    CAllDeviceHandler *registry = CAllDeviceHandler::getInstance();
-    registry->init();
-    readBack(registry, QJsonDocument::fromJson(content), tcp);
+    CTemplateFolder folder;
+    CTemplateFolder::SFileHooks hooks;
+    hooks.finished = [&folder](const QString &, const STemplateFileOutcome &outcome) { readBack(folder, outcome); };
+    folder.load(QDir(FileName::deviceFolder).absolutePath(), hooks);
     return 0;
 }
