@@ -402,6 +402,8 @@ inline const QString ip = QLatin1String("ip");
 inline const QString login = QLatin1String("login");
 inline const QString password = QLatin1String("password");
 inline const QString port = QLatin1String("port");
+// Written only by quillbar-tool login: the window itself never stores the scheme.
+inline const QString scheme = QLatin1String("scheme");
 inline const QString useLog = QLatin1String("use_log");
 } // namespace SettingsKey
 

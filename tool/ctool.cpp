@@ -2,6 +2,8 @@
 
 #include "ccheckcommand.h"
 #include "cdecodecommand.h"
+#include "cloggingcommand.h"
+#include "clogincommand.h"
 #include "cmapcommand.h"
 
 namespace {
@@ -16,6 +18,8 @@ CTool::CTool()
     m_commands.push_back(std::make_unique<CCheckCommand>());
     m_commands.push_back(std::make_unique<CDecodeCommand>());
     m_commands.push_back(std::make_unique<CMapCommand>());
+    m_commands.push_back(std::make_unique<CLoginCommand>());
+    m_commands.push_back(std::make_unique<CLoggingCommand>());
 }
 
 int CTool::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
@@ -69,8 +73,8 @@ CSubCommand *CTool::find(const QString &name) const
 QString CTool::usage() const
 {
     QString text = QStringLiteral("Usage: %1 COMMAND [options] [arguments]\n\n"
-                                  "Checks device templates, previews the decoding of an uplink and exports the "
-                                  "register map, exactly as Quillbar does.\n\nCommands:\n")
+                                  "Checks device templates, previews the decoding of an uplink, exports the "
+                                  "register map, and commissions a site: server login, log keeping, devices.\n\nCommands:\n")
                            .arg(kToolName);
     for (const auto &command : m_commands)
         text += QStringLiteral("  %1  %2\n").arg(command->name().leftJustified(8), command->summary());

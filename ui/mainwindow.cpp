@@ -430,6 +430,10 @@ void MainWindow::readSettings()
     m_portEdit->setText(CSettings::readValue(serverKey(SettingsKey::port), QString()).toString());
     m_loginEdit->setText(CSettings::readValue(serverKey(SettingsKey::login), QString()).toString());
     m_passwordEdit->setText(CSettings::readValue(serverKey(SettingsKey::password), QString()).toString());
+    // Absent, the box keeps its first entry as it always has.
+    const QString scheme = CSettings::readValue(serverKey(SettingsKey::scheme), QString()).toString();
+    if (m_schemeBox->findText(scheme) >= 0)
+        m_schemeBox->setCurrentText(scheme);
 }
 
 void MainWindow::saveSettings()

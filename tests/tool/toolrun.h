@@ -41,3 +41,13 @@ inline SToolRun runTool(const QStringList &arguments)
     startTool(process, arguments);
     return finishTool(process);
 }
+
+// A run that reads the given text on its standard input.
+inline SToolRun runToolWithInput(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    startTool(process, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    return finishTool(process);
+}

@@ -1,0 +1,111 @@
+#include "cloggingcommand.h"
+
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+#include "core/csettings.h"
+
+namespace {
+
+const QString kOn = QStringLiteral("on");
+const QString kOff = QStringLiteral("off");
+const QString kMaxFiles = QStringLiteral("max-files");
+const QString kMaxSize = QStringLiteral("max-size");
+
+// The ranges and defaults of the settings dialog and of the log itself.
+constexpr int kMinFileCount = 1;
+constexpr int kMaxFileCount = 20;
+constexpr int kMaxFileSizeMb = 100000;
+constexpr qint64 kBytesPerMb = 1000000;
+constexpr qint64 kDefaultFileMaxSize = 1000000;
+// A ModBus request writes a REQ and an ANS line; a read of two registers
+// measured 85 and 87 bytes in history.log, stamp and line feed included.
+constexpr double kBytesPerPoll = 85 + 87;
+constexpr double kSecondsPerHour = 3600;
+
+} // namespace
+
+QString CLoggingCommand::name() const
+{
+    return QStringLiteral("logging");
+}
+
+QString CLoggingCommand::summary() const
+{
+    return QStringLiteral("Show or set the log keeping (on or off, number and size of files).");
+}
+
+QString CLoggingCommand::description() const
+{
+    return QStringLiteral("Set the log keeping of the settings dialog in settings.conf. With no option, print "
+                          "the current values and how long history.log keeps its history at one ModBus poll a "
+                          "second.");
+}
+
+QString CLoggingCommand::synopsis() const
+{
+    return QString();
+}
+
+void CLoggingCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addOption({kOn, QStringLiteral("Write the operator's log.")});
+    parser.addOption({kOff, QStringLiteral("Write no operator's log.")});
+    parser.addOption({kMaxFiles, QStringLiteral("Number of log files, 1 to 20."), QStringLiteral("N")});
+    parser.addOption({kMaxSize, QStringLiteral("Size of one log file in millions of bytes, 0 to 100000."),
+                      QStringLiteral("MB")});
+    CWorkFolder::addOption(parser);
+}
+
+int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    if (!parser.positionalArguments().isEmpty())
+        return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
+    if (parser.isSet(kOn) && parser.isSet(kOff))
+        return fail(streams, QStringLiteral("--on and --off exclude each other"), ExitUsage);
+    bool ok = true;
+    const int files = parser.isSet(kMaxFiles) ? parser.value(kMaxFiles).toInt(&ok) : 0;
+    if (!ok || (parser.isSet(kMaxFiles) && (files < kMinFileCount || files > kMaxFileCount)))
+        return fail(streams, QStringLiteral("--max-files must be a number from 1 to 20"), ExitUsage);
+    const int sizeMb = parser.isSet(kMaxSize) ? parser.value(kMaxSize).toInt(&ok) : 0;
+    if (!ok || sizeMb < 0 || sizeMb > kMaxFileSizeMb)
+        return fail(streams, QStringLiteral("--max-size must be a number from 0 to 100000"), ExitUsage);
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+
+    CWorkFolder::openSettings();
+    const bool change = parser.isSet(kOn) || parser.isSet(kOff) || parser.isSet(kMaxFiles) || parser.isSet(kMaxSize);
+    if (!change)
+        return show(streams);
+
+    if (parser.isSet(kOn) || parser.isSet(kOff))
+        CSettings::writeValue(SettingsKey::useLog, parser.isSet(kOn));
+    if (parser.isSet(kMaxFiles))
+        CSettings::writeValue(SettingsKey::maxFilesCounter, files);
+    if (parser.isSet(kMaxSize))
+        CSettings::writeValue(SettingsKey::fileMaxSize, sizeMb * kBytesPerMb);
+    if (CSettings::getInstance(QString())->status() != QSettings::NoError)
+        return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
+    show(streams);
+    CWorkFolder::noteRestart(streams);
+    return ExitClean;
+}
+
+int CLoggingCommand::show(SToolStreams &streams) const
+{
+    const bool useLog = CSettings::readValue(SettingsKey::useLog, true).toBool();
+    // An unset count reads as 0 in the log: each rotation empties the one file.
+    const int files = CSettings::readValue(SettingsKey::maxFilesCounter, 0).toInt();
+    const qint64 size = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
+    streams.out << QStringLiteral("log %1, %2 file(s) of %3 bytes")
+                           .arg(useLog ? kOn : kOff)
+                           .arg(files)
+                           .arg(size)
+                << Qt::endl;
+    // The last file filling wipes them all, so this is the longest history kept.
+    const double hours = double(qMax(files, 1)) * double(size) / kBytesPerPoll / kSecondsPerHour;
+    streams.out << QStringLiteral("at one ModBus poll a second the log is emptied about every %1 hours")
+                           .arg(hours, 0, 'f', 1)
+                << Qt::endl;
+    return ExitClean;
+}

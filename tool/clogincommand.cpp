@@ -1,0 +1,128 @@
+#include "clogincommand.h"
+
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+#include "core/csettings.h"
+
+#include <QFile>
+
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+const QString kHost = QStringLiteral("host");
+const QString kPort = QStringLiteral("port");
+const QString kUser = QStringLiteral("user");
+const QString kScheme = QStringLiteral("scheme");
+const QStringList kSchemes = {QStringLiteral("ws"), QStringLiteral("wss")};
+constexpr int kMaxPort = 65535;
+
+QString serverKey(const QString &name)
+{
+    return SettingsKey::serverPrefix + name;
+}
+
+QString readLine()
+{
+    QFile in;
+    if (!in.open(stdin, QIODevice::ReadOnly))
+        return QString();
+    QString line = QString::fromUtf8(in.readLine());
+    while (line.endsWith(QLatin1Char('\n')) || line.endsWith(QLatin1Char('\r')))
+        line.chop(1);
+    return line;
+}
+
+} // namespace
+
+QString CLoginCommand::name() const
+{
+    return QStringLiteral("login");
+}
+
+QString CLoginCommand::summary() const
+{
+    return QStringLiteral("Store the network server login for the program's next start.");
+}
+
+QString CLoginCommand::description() const
+{
+    return QStringLiteral("Store the network server's address, port, login and password in settings.conf, and "
+                          "with --scheme the scheme of the connection. The password is read as one line from "
+                          "standard input, or prompted for without echo on a terminal.");
+}
+
+QString CLoginCommand::synopsis() const
+{
+    return QString();
+}
+
+void CLoginCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addOption({kHost, QStringLiteral("The server's address."), QStringLiteral("HOST")});
+    parser.addOption({kPort, QStringLiteral("The server's port."), QStringLiteral("PORT")});
+    parser.addOption({kUser, QStringLiteral("The login."), QStringLiteral("LOGIN")});
+    parser.addOption({kScheme, QStringLiteral("ws or wss (stored only when given)."), QStringLiteral("SCHEME")});
+    CWorkFolder::addOption(parser);
+}
+
+int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    if (!parser.positionalArguments().isEmpty())
+        return fail(streams, QStringLiteral("no arguments expected; the password is read from standard input"),
+                    ExitUsage);
+    for (const QString &option : {kHost, kPort, kUser}) {
+        if (parser.value(option).trimmed().isEmpty())
+            return fail(streams, QStringLiteral("--%1 is missing or empty").arg(option), ExitUsage);
+    }
+    bool isNumber = false;
+    const int port = parser.value(kPort).toInt(&isNumber);
+    if (!isNumber || port < 1 || port > kMaxPort)
+        return fail(streams, QStringLiteral("--port must be a number from 1 to 65535"), ExitUsage);
+    const QString scheme = parser.value(kScheme);
+    if (parser.isSet(kScheme) && !kSchemes.contains(scheme))
+        return fail(streams, QStringLiteral("--scheme must be ws or wss"), ExitUsage);
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+
+    const QString password = readPassword(streams);
+    if (password.isEmpty())
+        return fail(streams, QStringLiteral("the password is empty"), ExitFindings);
+
+    CWorkFolder::openSettings();
+    CSettings::writeValue(serverKey(SettingsKey::ip), parser.value(kHost).trimmed());
+    CSettings::writeValue(serverKey(SettingsKey::port), QString::number(port));
+    CSettings::writeValue(serverKey(SettingsKey::login), parser.value(kUser));
+    CSettings::writeValue(serverKey(SettingsKey::password), password);
+    if (parser.isSet(kScheme))
+        CSettings::writeValue(serverKey(SettingsKey::scheme), scheme);
+    if (CSettings::getInstance(QString())->status() != QSettings::NoError)
+        return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
+    streams.out << QStringLiteral("Stored the login of %1 at %2:%3.").arg(parser.value(kUser), parser.value(kHost))
+                           .arg(port)
+                << Qt::endl;
+    CWorkFolder::noteRestart(streams);
+    return ExitClean;
+}
+
+QString CLoginCommand::readPassword(SToolStreams &streams)
+{
+    if (!isatty(STDIN_FILENO))
+        return readLine();
+
+    streams.err << QStringLiteral("Password: ") << Qt::flush;
+    termios saved{};
+    const bool quiet = tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (quiet) {
+        termios silent = saved;
+        silent.c_lflag &= ~tcflag_t(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+    }
+    const QString password = readLine();
+    if (quiet)
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+    streams.err << Qt::endl;
+    return password;
+}

@@ -1,0 +1,55 @@
+#include "cworkfolder.h"
+
+#include "core/clogfile.h"
+#include "core/constants.h"
+#include "core/csettings.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+namespace {
+const QString kDirOption = QStringLiteral("dir");
+} // namespace
+
+void CWorkFolder::addOption(QCommandLineParser &parser)
+{
+    parser.addOption({kDirOption,
+                      QStringLiteral("The program's working folder (settings.conf, server.db, deviceFolder/); "
+                                     "default the current directory."),
+                      QStringLiteral("DIR")});
+}
+
+bool CWorkFolder::enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
+{
+    if (!parser.isSet(kDirOption))
+        return true;
+    const QString dir = parser.value(kDirOption);
+    if (QDir::setCurrent(dir))
+        return true;
+    streams.err << QStringLiteral("quillbar-tool %1: no folder \"%2\"").arg(command, dir) << Qt::endl;
+    return false;
+}
+
+void CWorkFolder::openSettings()
+{
+    CSettings::getInstance(FileName::settings);
+}
+
+void CWorkFolder::openLog()
+{
+    openSettings();
+    qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
+    CLogFile::getInstance(FileName::logBase, QString());
+}
+
+void CWorkFolder::flushLog()
+{
+    QCoreApplication::processEvents();
+}
+
+void CWorkFolder::noteRestart(SToolStreams &streams)
+{
+    streams.out << QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for the "
+                                  "service).")
+                << Qt::endl;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "csubcommand.h"
+
+// The program's working folder that a changing sub-command works in: the
+// current directory or the one --dir names. The library's singletons use
+// relative file names, so the process changes into it.
+class CWorkFolder
+{
+public:
+    static void addOption(QCommandLineParser &parser);
+    // False, with the error written, when the folder does not exist.
+    static bool enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
+    // The settings store of the folder, opened once.
+    static void openSettings();
+    // The operator's log of the folder, so that the store's texts land where
+    // the program writes them.
+    static void openLog();
+    // Lets the queued log lines reach the file before the tool ends.
+    static void flushLog();
+    // The one line after every change.
+    static void noteRestart(SToolStreams &streams);
+};
