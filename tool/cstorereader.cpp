@@ -19,7 +19,9 @@ const QString kRegistersSql = QStringLiteral(
         "r.grating_period, r.start_value FROM dev_data r JOIN devices d ON r.device = d.device "
         "WHERE r.parent = 1 ORDER BY d.port, r.reg_addr, d.device;");
 const QString kTcpDevicesSql = QStringLiteral(
-        "SELECT port, name, dev_eui, app_eui FROM devicesTCP ORDER BY port, device;");
+        "SELECT port, name, dev_eui, app_eui, device FROM devicesTCP ORDER BY port, device;");
+const QString kDevicesSql = QStringLiteral(
+        "SELECT device, port, start_addr, name, dev_eui, app_eui FROM devices ORDER BY port, start_addr, device;");
 const QString kDeviceSql = QStringLiteral("SELECT start_addr, app_eui FROM devices WHERE dev_eui = :dev_eui;");
 const QString kParamSql = QStringLiteral(
         "SELECT start_value, grating_period, unit FROM dev_data WHERE device IN "
@@ -137,7 +139,22 @@ std::optional<QList<SStoredTcpDevice>> CStoreReader::tcpDevices()
     QList<SStoredTcpDevice> result;
     while (query.next())
         result.append({query.value(0).toUInt(), query.value(1).toString(), query.value(2).toString(),
-                       query.value(3).toString()});
+                       query.value(3).toString(), query.value(4).toUInt()});
+    return result;
+}
+
+std::optional<QList<SStoredDevice>> CStoreReader::devices()
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.exec(kDevicesSql)) {
+        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        return std::nullopt;
+    }
+    QList<SStoredDevice> result;
+    while (query.next())
+        result.append({query.value(0).toUInt(), query.value(1).toUInt(), query.value(2).toUInt(),
+                       query.value(3).toString(), query.value(4).toString(), query.value(5).toString()});
     return result;
 }
 

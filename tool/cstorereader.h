@@ -24,6 +24,17 @@ struct SStoredRegister
     double offset = 0.0;
 };
 
+// One stored ModBus device.
+struct SStoredDevice
+{
+    quint32 id = 0;
+    quint32 port = 0;
+    quint32 startAddr = 0;
+    QString deviceName;
+    QString devEui;
+    QString appEui;
+};
+
 // One stored TCP device.
 struct SStoredTcpDevice
 {
@@ -31,6 +42,7 @@ struct SStoredTcpDevice
     QString deviceName;
     QString devEui;
     QString appEui;
+    quint32 id = 0;
 };
 
 // Reads the program's register file without ever changing it: the file is
@@ -58,6 +70,7 @@ public:
     DB::SRegisterParam registerParam(const QString &devEui, quint32 regAddr);
     std::optional<QList<SStoredRegister>> registers();
     std::optional<QList<SStoredTcpDevice>> tcpDevices();
+    std::optional<QList<SStoredDevice>> devices();
 
 private:
     bool fail(const QString &what, const QString &detail);

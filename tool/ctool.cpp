@@ -2,9 +2,12 @@
 
 #include "ccheckcommand.h"
 #include "cdecodecommand.h"
+#include "cexportcommand.h"
+#include "cimportcommand.h"
 #include "cloggingcommand.h"
 #include "clogincommand.h"
 #include "cmapcommand.h"
+#include "cremovecommand.h"
 
 namespace {
 
@@ -20,6 +23,9 @@ CTool::CTool()
     m_commands.push_back(std::make_unique<CMapCommand>());
     m_commands.push_back(std::make_unique<CLoginCommand>());
     m_commands.push_back(std::make_unique<CLoggingCommand>());
+    m_commands.push_back(std::make_unique<CImportCommand>());
+    m_commands.push_back(std::make_unique<CExportCommand>());
+    m_commands.push_back(std::make_unique<CRemoveCommand>());
 }
 
 int CTool::run(const QStringList &arguments, QTextStream &out, QTextStream &err)

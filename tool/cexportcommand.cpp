@@ -1,0 +1,92 @@
+#include "cexportcommand.h"
+
+#include "cimportformat.h"
+#include "cstorereader.h"
+#include "ctablewriter.h"
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+
+namespace {
+
+const QString kRegistersOption = QStringLiteral("registers");
+
+bool isScaled(const SStoredRegister &reg)
+{
+    return reg.multiplier != 1.0 || reg.offset != 0.0 || !reg.unit.isEmpty();
+}
+
+QString numberText(double value)
+{
+    // Enough digits to read back the same double.
+    return QString::number(value, 'g', 17);
+}
+
+} // namespace
+
+QString CExportCommand::name() const
+{
+    return QStringLiteral("export");
+}
+
+QString CExportCommand::summary() const
+{
+    return QStringLiteral("Print the stored devices (or their scaling) in the import format.");
+}
+
+QString CExportCommand::description() const
+{
+    return QStringLiteral("Print the stored devices as DEVICES.csv for import; with --registers, print instead "
+                          "the registers whose multiplier, offset or unit differ from 1, 0 and none, as "
+                          "REGISTERS.csv. The register file is opened read-only.");
+}
+
+QString CExportCommand::synopsis() const
+{
+    return QString();
+}
+
+void CExportCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addOption({kRegistersOption, QStringLiteral("Print the scaling rows instead of the devices.")});
+    CWorkFolder::addOption(parser);
+}
+
+int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    if (!parser.positionalArguments().isEmpty())
+        return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+    CStoreReader reader(FileName::database);
+    if (!reader.open())
+        return fail(streams, reader.errorText(), ExitFindings);
+
+    if (parser.isSet(kRegistersOption)) {
+        const auto registers = reader.registers();
+        if (!registers)
+            return fail(streams, reader.errorText(), ExitFindings);
+        CTableWriter table(CTableWriter::Csv, ImportFormat::registersHeader);
+        for (const SStoredRegister &reg : *registers) {
+            if (isScaled(reg))
+                table.addRow({reg.devEui, QString::number(reg.address), numberText(reg.multiplier),
+                              numberText(reg.offset), reg.unit});
+        }
+        table.write(streams.out);
+        return ExitClean;
+    }
+
+    const auto devices = reader.devices();
+    const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
+    if (!devices || !tcpDevices)
+        return fail(streams, reader.errorText(), ExitFindings);
+    CTableWriter table(CTableWriter::Csv, ImportFormat::devicesHeader);
+    for (const SStoredDevice &device : *devices)
+        table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port),
+                      QString::number(device.startAddr), ImportFormat::modbusKind});
+    for (const SStoredTcpDevice &device : *tcpDevices)
+        table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port), QString(),
+                      ImportFormat::tcpKind});
+    table.write(streams.out);
+    return ExitClean;
+}

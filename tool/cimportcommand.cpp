@@ -1,0 +1,236 @@
+#include "cimportcommand.h"
+
+#include "cimportformat.h"
+#include "cmessagecollector.h"
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+#include "database/cdatabasehandler.h"
+#include "devices/calldevicehandler.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+
+namespace {
+
+const QString kRegistersOption = QStringLiteral("registers");
+const QString kDryRunOption = QStringLiteral("dry-run");
+// The running program keeps its file locked for a few milliseconds a write:
+// wait for it rather than fail.
+const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = 30000;");
+
+struct SCsvFile
+{
+    QString path;
+    QList<SCsvRecord> records;  // without the header
+};
+
+// Reads a CSV file with the given header; the error is the whole message.
+std::optional<SCsvFile> readCsv(const QString &path, const QStringList &header, const QString &what,
+                                QString *error)
+{
+    QFile file(path);
+    if (!QFileInfo(path).isFile()) {
+        *error = QStringLiteral("no file \"%1\"").arg(path);
+        return std::nullopt;
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot read \"%1\"").arg(path);
+        return std::nullopt;
+    }
+    CCsvReader reader;
+    if (!reader.parse(file.readAll())) {
+        *error = QStringLiteral("\"%1\" %2").arg(path, reader.errorText());
+        return std::nullopt;
+    }
+    QList<SCsvRecord> records = reader.records();
+    QStringList found = records.isEmpty() ? QStringList() : records.first().fields;
+    for (QString &field : found)
+        field = field.trimmed();
+    if (found != header) {
+        *error = QStringLiteral("\"%1\" is not %2: its first line must be %3")
+                         .arg(path, what, header.join(QLatin1Char(',')));
+        return std::nullopt;
+    }
+    records.removeFirst();
+    return SCsvFile{path, records};
+}
+
+} // namespace
+
+QString CImportCommand::name() const
+{
+    return QStringLiteral("import");
+}
+
+QString CImportCommand::summary() const
+{
+    return QStringLiteral("Store devices and their scaling from CSV files, all or none.");
+}
+
+QString CImportCommand::description() const
+{
+    return QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr,kind) with the "
+                          "registers of their templates, and with --registers the scaling of REGISTERS.csv "
+                          "(dev_eui,address,multiplier,offset,unit; the address as map prints it). Every row "
+                          "is checked first: if any is refused, nothing is written and each refused row is "
+                          "listed. A missing server.db is made with the program's schema.");
+}
+
+QString CImportCommand::synopsis() const
+{
+    return QStringLiteral("DEVICES.csv");
+}
+
+void CImportCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addPositionalArgument(QStringLiteral("DEVICES.csv"), QStringLiteral("The devices to store."));
+    parser.addOption({kRegistersOption, QStringLiteral("The scaling and units of their registers."),
+                      QStringLiteral("REGISTERS.csv")});
+    parser.addOption({kDryRunOption, QStringLiteral("Check and print what would be stored; write nothing.")});
+    CWorkFolder::addOption(parser);
+}
+
+int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.size() != 1)
+        return fail(streams, QStringLiteral("one DEVICES.csv expected"), ExitUsage);
+    // The files are named from where the tool was started, before --dir moves it.
+    const QString devicesPath = QFileInfo(arguments.first()).absoluteFilePath();
+    const QString registersPath = parser.isSet(kRegistersOption)
+            ? QFileInfo(parser.value(kRegistersOption)).absoluteFilePath()
+            : QString();
+    QString error;
+    const std::optional<SCsvFile> devices = readCsv(devicesPath, ImportFormat::devicesHeader,
+                                                     QStringLiteral("a devices file"), &error);
+    if (!devices)
+        return fail(streams, error, ExitFindings);
+    std::optional<SCsvFile> registers;
+    if (!registersPath.isEmpty()) {
+        registers = readCsv(registersPath, ImportFormat::registersHeader, QStringLiteral("a register file"), &error);
+        if (!registers)
+            return fail(streams, error, ExitFindings);
+    }
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+
+    const CAllDeviceHandler *registry = nullptr;
+    {
+        // The template texts are for check; here only the templates count.
+        CMessageCollector quiet;
+        registry = CAllDeviceHandler::getInstance();
+    }
+    CImportPlan plan(*registry);
+    if (QFileInfo::exists(FileName::database)) {
+        CStoreReader reader(FileName::database);
+        if (!reader.open())
+            return fail(streams, reader.errorText(), ExitFindings);
+        const auto storedDevices = reader.devices();
+        const auto storedRegisters = reader.registers();
+        const auto storedTcp = reader.tcpDevices();
+        if (!storedDevices || !storedRegisters || !storedTcp)
+            return fail(streams, reader.errorText(), ExitFindings);
+        plan.addStored(*storedDevices, *storedRegisters, *storedTcp);
+    }
+    plan.checkDevices(arguments.first(), devices->records);
+    if (registers)
+        plan.checkRegisters(parser.value(kRegistersOption), registers->records);
+
+    if (!plan.refusals().isEmpty()) {
+        for (const SImportRefusal &refusal : plan.refusals())
+            streams.err << QStringLiteral("%1:%2: %3").arg(refusal.file).arg(refusal.line).arg(refusal.reason)
+                        << Qt::endl;
+        return fail(streams, QStringLiteral("%1 row(s) refused; nothing was written").arg(plan.refusals().size()),
+                    ExitFindings);
+    }
+    printPlan(plan.devices(), streams);
+    if (parser.isSet(kDryRunOption)) {
+        streams.out << QStringLiteral("Dry run: nothing was written.") << Qt::endl;
+        return ExitClean;
+    }
+    return store(plan.devices(), streams);
+}
+
+void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams &streams)
+{
+    for (const SImportDevice &planned : devices) {
+        const DB::SDeviceRegMapDescription &device = planned.device;
+        if (planned.protocol == ProtocolOption::TCP) {
+            streams.out << QStringLiteral("TCP device %1 \"%2\" (%3) on port %4")
+                                   .arg(device.devEui, device.name, device.appEui)
+                                   .arg(device.port)
+                        << Qt::endl;
+            continue;
+        }
+        streams.out << QStringLiteral("ModBus device %1 \"%2\" (%3) on port %4 from address %5, %6 register(s), "
+                                      "%7 scaled")
+                               .arg(device.devEui, device.name, device.appEui)
+                               .arg(device.port)
+                               .arg(device.startAddr)
+                               .arg(device.regs.size())
+                               .arg(planned.scaling.size())
+                    << Qt::endl;
+    }
+}
+
+int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &streams)
+{
+    CWorkFolder::openLog();
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    if (!store) {
+        CWorkFolder::flushLog();
+        return fail(streams, QStringLiteral("cannot open %1; see history.log").arg(FileName::database), ExitFindings);
+    }
+    QSqlDatabase db = QSqlDatabase::database(DbName::connection, false);
+    QSqlQuery(db).exec(kBusyTimeoutSql);
+    if (!db.transaction()) {
+        CWorkFolder::flushLog();
+        return fail(streams, QStringLiteral("%1 is locked; nothing was written").arg(FileName::database),
+                    ExitFindings);
+    }
+
+    for (const SImportDevice &planned : devices) {
+        if (!store->registerNewDevice(planned.device, planned.protocol)) {
+            db.rollback();
+            CWorkFolder::flushLog();
+            return fail(streams, QStringLiteral("device %1 was not stored (see history.log); nothing was written")
+                                         .arg(planned.device.devEui),
+                        ExitFindings);
+        }
+    }
+    QHash<QString, quint32> ids;
+    QSqlQuery stored = store->getDevices(QString(), ProtocolOption::ModBus);
+    while (stored.next())
+        ids.insert(stored.value(kDeviceColumns.indexOf(QStringLiteral("dev_eui"))).toString(),
+                   stored.value(0).toUInt());
+    stored.finish();
+    for (const SImportDevice &planned : devices) {
+        if (planned.scaling.isEmpty())
+            continue;
+        DB::SDeviceRegUpdate update;
+        update.deviceId = ids.value(planned.device.devEui);
+        if (update.deviceId == 0) {
+            db.rollback();
+            CWorkFolder::flushLog();
+            return fail(streams, QStringLiteral("device %1 was not found after storing it; nothing was written")
+                                         .arg(planned.device.devEui),
+                        ExitFindings);
+        }
+        update.port = quint16(planned.device.port);
+        update.regs = planned.scaling;
+        store->updateRegInfo(update);
+    }
+    if (!db.commit()) {
+        db.rollback();
+        CWorkFolder::flushLog();
+        return fail(streams, QStringLiteral("%1 could not be written; nothing was written").arg(FileName::database),
+                    ExitFindings);
+    }
+    CWorkFolder::flushLog();
+    streams.out << QStringLiteral("Stored %1 device(s).").arg(devices.size()) << Qt::endl;
+    CWorkFolder::noteRestart(streams);
+    return ExitClean;
+}

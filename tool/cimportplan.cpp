@@ -1,0 +1,269 @@
+#include "cimportplan.h"
+
+#include "cimportformat.h"
+#include "ctemplatelayout.h"
+
+#include "devices/calldevicehandler.h"
+
+#include <QRegularExpression>
+
+namespace {
+
+enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, DeviceFieldCount };
+enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUnit, RegisterFieldCount };
+
+const QString &kModBusKind = ImportFormat::modbusKind;
+const QString &kTcpKind = ImportFormat::tcpKind;
+constexpr quint32 kMaxPort = 65535;
+constexpr quint32 kMaxAddress = 65535;
+
+bool isDevEui(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("^[0-9A-Fa-f]{16}$"));
+    return pattern.match(text).hasMatch();
+}
+
+QString kindName(ProtocolOption protocol)
+{
+    return protocol == ProtocolOption::TCP ? QStringLiteral("TCP") : QStringLiteral("ModBus");
+}
+
+} // namespace
+
+CImportPlan::CImportPlan(const CAllDeviceHandler &registry)
+    : m_registry(registry)
+{
+}
+
+void CImportPlan::addStored(const QList<SStoredDevice> &devices, const QList<SStoredRegister> &registers,
+                            const QList<SStoredTcpDevice> &tcpDevices)
+{
+    for (const SStoredDevice &device : devices) {
+        m_storedEuis.insert(device.devEui.toUpper());
+        m_portKinds.insert(device.port, ProtocolOption::ModBus);
+    }
+    for (const SStoredRegister &reg : registers) {
+        const int words = CTemplateLayout::registersOf(reg.bitSize);
+        for (int word = 0; word < words; ++word)
+            m_takenAddresses[reg.port].insert(reg.address + quint32(word), reg.devEui.toUpper());
+    }
+    for (const SStoredTcpDevice &device : tcpDevices) {
+        m_storedEuis.insert(device.devEui.toUpper());
+        m_portKinds.insert(device.port, ProtocolOption::TCP);
+        m_tcpPortHolders.insert(device.port, device.devEui.toUpper());
+    }
+}
+
+void CImportPlan::refuse(const QString &file, int line, const QString &reason)
+{
+    m_refusals.append({file, line, reason});
+}
+
+bool CImportPlan::checkDevEui(const QString &file, int line, const QString &devEui)
+{
+    if (!isDevEui(devEui)) {
+        refuse(file, line, QStringLiteral("DevEUI \"%1\" is not 16 hexadecimal digits").arg(devEui));
+        return false;
+    }
+    const QString key = devEui.toUpper();
+    if (m_storedEuis.contains(key)) {
+        refuse(file, line, QStringLiteral("DevEUI %1 is already stored").arg(key));
+        return false;
+    }
+    if (m_importedEuis.contains(key)) {
+        refuse(file, line, QStringLiteral("DevEUI %1 repeats line %2").arg(key).arg(m_importedEuis.value(key)));
+        return false;
+    }
+    m_importedEuis.insert(key, line);
+    return true;
+}
+
+std::optional<quint32> CImportPlan::number(const QString &file, int line, const QString &column,
+                                           const QString &text, quint32 low, quint32 high)
+{
+    bool ok = false;
+    const qlonglong value = text.trimmed().toLongLong(&ok);
+    if (!ok) {
+        refuse(file, line, QStringLiteral("%1 \"%2\" is not a number").arg(column, text));
+        return std::nullopt;
+    }
+    if (value < qlonglong(low) || value > qlonglong(high)) {
+        refuse(file, line, QStringLiteral("%1 %2 is outside %3 to %4").arg(column).arg(value).arg(low).arg(high));
+        return std::nullopt;
+    }
+    return quint32(value);
+}
+
+void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &records)
+{
+    for (const SCsvRecord &record : records) {
+        if (record.fields.size() != DeviceFieldCount) {
+            refuse(file, record.line, QStringLiteral("%1 fields, %2 expected").arg(record.fields.size())
+                                              .arg(DeviceFieldCount));
+            continue;
+        }
+        const QString kind = record.fields.at(FieldKind).trimmed().toLower();
+        if (!kind.isEmpty() && kind != kModBusKind && kind != kTcpKind) {
+            refuse(file, record.line, QStringLiteral("kind \"%1\" is neither modbus nor tcp")
+                                              .arg(record.fields.at(FieldKind)));
+            continue;
+        }
+        SImportDevice planned;
+        planned.protocol = kind == kTcpKind ? ProtocolOption::TCP : ProtocolOption::ModBus;
+        const QString devEui = record.fields.at(FieldDevEui).trimmed();
+        const QString appEui = record.fields.at(FieldAppEui).trimmed().toUpper();
+        if (!checkDevEui(file, record.line, devEui))
+            continue;
+        const std::optional<quint32> port = number(file, record.line, QStringLiteral("port"),
+                                                   record.fields.at(FieldPort), 1, kMaxPort);
+        if (!port)
+            continue;
+        const auto holder = m_portKinds.constFind(*port);
+        if (holder != m_portKinds.cend() && *holder != planned.protocol) {
+            refuse(file, record.line, QStringLiteral("port %1 is held by a %2 device").arg(*port)
+                                              .arg(kindName(*holder)));
+            continue;
+        }
+
+        const bool known = planned.protocol == ProtocolOption::TCP ? m_registry.hasTcpTemplate(appEui)
+                                                                   : m_registry.hasTemplate(appEui);
+        if (!known) {
+            refuse(file, record.line, planned.protocol == ProtocolOption::TCP
+                                              ? QStringLiteral("no entry in TCP.json for application EUI \"%1\"")
+                                                        .arg(appEui)
+                                              : QStringLiteral("no template for application EUI \"%1\"").arg(appEui));
+            continue;
+        }
+        if (planned.protocol == ProtocolOption::ModBus)
+            planned.device = m_registry.registerMap(appEui);
+        planned.device.devEui = devEui.toUpper();
+        planned.device.appEui = appEui;
+        planned.device.name = record.fields.at(FieldName);
+        planned.device.port = *port;
+
+        const int refusedBefore = m_refusals.size();
+        if (planned.protocol == ProtocolOption::TCP)
+            checkTcp(file, record.line, planned, record.fields.at(FieldStartAddr));
+        else
+            checkModBus(file, record.line, planned, record.fields.at(FieldStartAddr));
+        if (m_refusals.size() != refusedBefore)
+            continue;
+        m_portKinds.insert(*port, planned.protocol);
+        m_devices.append(planned);
+    }
+}
+
+void CImportPlan::checkTcp(const QString &file, int line, SImportDevice &planned, const QString &startText)
+{
+    if (!startText.trimmed().isEmpty()) {
+        refuse(file, line, QStringLiteral("a TCP device takes no start address"));
+        return;
+    }
+    // One TCP device a port, as the add form allows.
+    const quint32 port = planned.device.port;
+    if (m_tcpPortHolders.contains(port)) {
+        refuse(file, line, QStringLiteral("port %1 is held by TCP device %2").arg(port)
+                                   .arg(m_tcpPortHolders.value(port)));
+        return;
+    }
+    m_tcpPortHolders.insert(port, planned.device.devEui);
+}
+
+void CImportPlan::checkModBus(const QString &file, int line, SImportDevice &planned, const QString &startText)
+{
+    if (startText.trimmed().isEmpty()) {
+        refuse(file, line, QStringLiteral("a ModBus device needs a start address"));
+        return;
+    }
+    const std::optional<quint32> start = number(file, line, QStringLiteral("start address"), startText, 0,
+                                                kMaxAddress);
+    if (!start)
+        return;
+    planned.device.startAddr = *start;
+    const QList<quint32> addresses = addressesOf(planned.device);
+    if (!addresses.isEmpty() && addresses.last() > kMaxAddress) {
+        refuse(file, line, QStringLiteral("its registers end at %1, past 65535").arg(addresses.last()));
+        return;
+    }
+    QHash<quint32, QString> &taken = m_takenAddresses[planned.device.port];
+    for (const quint32 address : addresses) {
+        const auto other = taken.constFind(address);
+        if (other != taken.cend()) {
+            refuse(file, line, QStringLiteral("address %1 on port %2 is taken by device %3")
+                                       .arg(address).arg(planned.device.port).arg(*other));
+            return;
+        }
+    }
+    for (const quint32 address : addresses)
+        taken.insert(address, planned.device.devEui);
+}
+
+QList<quint32> CImportPlan::addressesOf(const DB::SDeviceRegMapDescription &device)
+{
+    QList<quint32> firsts;
+    QList<quint32> addresses;
+    for (const DB::SDeviceRegDescription &reg : device.regs) {
+        const quint32 first = device.startAddr + reg.regAddr;
+        if (firsts.contains(first))
+            continue;
+        firsts.append(first);
+        const int words = CTemplateLayout::registersOf(qint32(reg.bitSize));
+        for (int word = 0; word < words; ++word)
+            addresses.append(first + quint32(word));
+    }
+    std::sort(addresses.begin(), addresses.end());
+    return addresses;
+}
+
+void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &records)
+{
+    QHash<QString, int> planIndex;
+    for (int i = 0; i < m_devices.size(); ++i)
+        planIndex.insert(m_devices.at(i).device.devEui, i);
+
+    QSet<QPair<QString, quint32>> seen;
+    for (const SCsvRecord &record : records) {
+        if (record.fields.size() != RegisterFieldCount) {
+            refuse(file, record.line, QStringLiteral("%1 fields, %2 expected").arg(record.fields.size())
+                                              .arg(RegisterFieldCount));
+            continue;
+        }
+        const QString devEui = record.fields.at(RegDevEui).trimmed().toUpper();
+        const auto index = planIndex.constFind(devEui);
+        if (index == planIndex.cend() || m_devices.at(*index).protocol != ProtocolOption::ModBus) {
+            refuse(file, record.line, QStringLiteral("no ModBus device %1 in this import").arg(devEui));
+            continue;
+        }
+        const std::optional<quint32> address = number(file, record.line, QStringLiteral("address"),
+                                                      record.fields.at(RegAddress), 0, kMaxAddress);
+        if (!address)
+            continue;
+        bool multiplierOk = false;
+        bool offsetOk = false;
+        const double multiplier = record.fields.at(RegMultiplier).trimmed().toDouble(&multiplierOk);
+        const double offset = record.fields.at(RegOffset).trimmed().toDouble(&offsetOk);
+        if (!multiplierOk || !offsetOk) {
+            refuse(file, record.line, QStringLiteral("%1 \"%2\" is not a number")
+                                              .arg(multiplierOk ? QStringLiteral("offset")
+                                                                : QStringLiteral("multiplier"),
+                                                   record.fields.at(multiplierOk ? RegOffset : RegMultiplier)));
+            continue;
+        }
+        SImportDevice &planned = m_devices[*index];
+        bool exists = false;
+        for (const DB::SDeviceRegDescription &reg : planned.device.regs)
+            exists = exists || planned.device.startAddr + reg.regAddr == *address;
+        if (!exists) {
+            refuse(file, record.line, QStringLiteral("device %1 has no register at address %2").arg(devEui)
+                                              .arg(*address));
+            continue;
+        }
+        if (seen.contains({devEui, *address})) {
+            refuse(file, record.line, QStringLiteral("address %1 of device %2 is scaled twice").arg(*address)
+                                              .arg(devEui));
+            continue;
+        }
+        seen.insert({devEui, *address});
+        planned.scaling.append({*address, offset, multiplier, record.fields.at(RegUnit)});
+    }
+}

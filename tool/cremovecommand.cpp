@@ -1,0 +1,87 @@
+#include "cremovecommand.h"
+
+#include "cstorereader.h"
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+#include "database/cdatabasehandler.h"
+
+namespace {
+
+struct SFoundDevice
+{
+    quint32 id = 0;
+    ProtocolOption protocol = ProtocolOption::ModBus;
+    QString devEui;
+};
+
+} // namespace
+
+QString CRemoveCommand::name() const
+{
+    return QStringLiteral("remove");
+}
+
+QString CRemoveCommand::summary() const
+{
+    return QStringLiteral("Remove one stored device and its registers.");
+}
+
+QString CRemoveCommand::description() const
+{
+    return QStringLiteral("Remove the device with the DevEUI (any letter case) from server.db, with its registers, "
+                          "as the window's delete does.");
+}
+
+QString CRemoveCommand::synopsis() const
+{
+    return QStringLiteral("DEVEUI");
+}
+
+void CRemoveCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addPositionalArgument(QStringLiteral("DEVEUI"), QStringLiteral("The device to remove."));
+    CWorkFolder::addOption(parser);
+}
+
+int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.size() != 1)
+        return fail(streams, QStringLiteral("one DEVEUI expected"), ExitUsage);
+    const QString devEui = arguments.first().trimmed().toUpper();
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+
+    std::optional<SFoundDevice> found;
+    {
+        CStoreReader reader(FileName::database);
+        if (!reader.open())
+            return fail(streams, reader.errorText(), ExitFindings);
+        const auto devices = reader.devices();
+        const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
+        if (!devices || !tcpDevices)
+            return fail(streams, reader.errorText(), ExitFindings);
+        for (const SStoredDevice &device : *devices) {
+            if (device.devEui.toUpper() == devEui)
+                found = SFoundDevice{device.id, ProtocolOption::ModBus, device.devEui};
+        }
+        for (const SStoredTcpDevice &device : *tcpDevices) {
+            if (device.devEui.toUpper() == devEui)
+                found = SFoundDevice{device.id, ProtocolOption::TCP, device.devEui};
+        }
+    }
+    if (!found)
+        return fail(streams, QStringLiteral("no device %1 is stored").arg(devEui), ExitFindings);
+
+    CWorkFolder::openLog();
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    const bool removed = store && store->deleteDevice(found->id, found->protocol);
+    CWorkFolder::flushLog();
+    if (!removed)
+        return fail(streams, QStringLiteral("device %1 was not removed; see history.log").arg(found->devEui),
+                    ExitFindings);
+    streams.out << QStringLiteral("Removed device %1.").arg(found->devEui) << Qt::endl;
+    CWorkFolder::noteRestart(streams);
+    return ExitClean;
+}
