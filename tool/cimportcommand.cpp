@@ -20,6 +20,12 @@ const QString kDryRunOption = QStringLiteral("dry-run");
 // The running program keeps its file locked for a few milliseconds a write:
 // wait for it rather than fail.
 const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = 30000;");
+// The write lock is taken at the start: a plain BEGIN would read first, and a
+// reader asking for the write lock that another connection holds is refused at
+// once, busy timeout or not.
+const QString kBeginSql = QStringLiteral("BEGIN IMMEDIATE;");
+const QString kCommitSql = QStringLiteral("COMMIT;");
+const QString kRollbackSql = QStringLiteral("ROLLBACK;");
 
 struct SCsvFile
 {
@@ -185,8 +191,9 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
         return fail(streams, QStringLiteral("cannot open %1; see history.log").arg(FileName::database), ExitFindings);
     }
     QSqlDatabase db = QSqlDatabase::database(DbName::connection, false);
-    QSqlQuery(db).exec(kBusyTimeoutSql);
-    if (!db.transaction()) {
+    QSqlQuery control(db);
+    control.exec(kBusyTimeoutSql);
+    if (!control.exec(kBeginSql)) {
         CWorkFolder::flushLog();
         return fail(streams, QStringLiteral("%1 is locked; nothing was written").arg(FileName::database),
                     ExitFindings);
@@ -194,7 +201,7 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
 
     for (const SImportDevice &planned : devices) {
         if (!store->registerNewDevice(planned.device, planned.protocol)) {
-            db.rollback();
+            control.exec(kRollbackSql);
             CWorkFolder::flushLog();
             return fail(streams, QStringLiteral("device %1 was not stored (see history.log); nothing was written")
                                          .arg(planned.device.devEui),
@@ -213,7 +220,7 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
         DB::SDeviceRegUpdate update;
         update.deviceId = ids.value(planned.device.devEui);
         if (update.deviceId == 0) {
-            db.rollback();
+            control.exec(kRollbackSql);
             CWorkFolder::flushLog();
             return fail(streams, QStringLiteral("device %1 was not found after storing it; nothing was written")
                                          .arg(planned.device.devEui),
@@ -223,8 +230,8 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
         update.regs = planned.scaling;
         store->updateRegInfo(update);
     }
-    if (!db.commit()) {
-        db.rollback();
+    if (!control.exec(kCommitSql)) {
+        control.exec(kRollbackSql);
         CWorkFolder::flushLog();
         return fail(streams, QStringLiteral("%1 could not be written; nothing was written").arg(FileName::database),
                     ExitFindings);
