@@ -17,9 +17,6 @@ namespace {
 
 const QString kRegistersOption = QStringLiteral("registers");
 const QString kDryRunOption = QStringLiteral("dry-run");
-// The running program keeps its file locked for a few milliseconds a write:
-// wait for it rather than fail.
-const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = 30000;");
 // The write lock is taken at the start: a plain BEGIN would read first, and a
 // reader asking for the write lock that another connection holds is refused at
 // once, busy timeout or not.
@@ -184,15 +181,13 @@ void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams
 
 int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &streams)
 {
-    CWorkFolder::openLog();
-    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    CDataBaseHandler *store = CWorkFolder::openStore();
     if (!store) {
         CWorkFolder::flushLog();
         return fail(streams, QStringLiteral("cannot open %1; see history.log").arg(FileName::database), ExitFindings);
     }
     QSqlDatabase db = QSqlDatabase::database(DbName::connection, false);
     QSqlQuery control(db);
-    control.exec(kBusyTimeoutSql);
     if (!control.exec(kBeginSql)) {
         CWorkFolder::flushLog();
         return fail(streams, QStringLiteral("%1 is locked; nothing was written").arg(FileName::database),

@@ -74,8 +74,7 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (!found)
         return fail(streams, QStringLiteral("no device %1 is stored").arg(devEui), ExitFindings);
 
-    CWorkFolder::openLog();
-    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    CDataBaseHandler *store = CWorkFolder::openStore();
     const bool removed = store && store->deleteDevice(found->id, found->protocol);
     CWorkFolder::flushLog();
     if (!removed)

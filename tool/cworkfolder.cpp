@@ -3,12 +3,16 @@
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "database/cdatabasehandler.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QSqlQuery>
 
 namespace {
 const QString kDirOption = QStringLiteral("dir");
+// The running program keeps the file locked for a few milliseconds a write.
+const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = 30000;");
 } // namespace
 
 void CWorkFolder::addOption(QCommandLineParser &parser)
@@ -40,6 +44,15 @@ void CWorkFolder::openLog()
     openSettings();
     qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
     CLogFile::getInstance(FileName::logBase, QString());
+}
+
+CDataBaseHandler *CWorkFolder::openStore()
+{
+    openLog();
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    if (store)
+        QSqlQuery(QSqlDatabase::database(DbName::connection, false)).exec(kBusyTimeoutSql);
+    return store;
 }
 
 void CWorkFolder::flushLog()

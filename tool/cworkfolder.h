@@ -2,6 +2,8 @@
 
 #include "csubcommand.h"
 
+class CDataBaseHandler;
+
 // The program's working folder that a changing sub-command works in: the
 // current directory or the one --dir names. The library's singletons use
 // relative file names, so the process changes into it.
@@ -16,6 +18,10 @@ public:
     // The operator's log of the folder, so that the store's texts land where
     // the program writes them.
     static void openLog();
+    // The program's store of the folder (made with its schema when missing),
+    // waiting for a lock of the running program rather than failing on it;
+    // null when it cannot be opened.
+    static CDataBaseHandler *openStore();
     // Lets the queued log lines reach the file before the tool ends.
     static void flushLog();
     // The one line after every change.
