@@ -1,0 +1,107 @@
+#include "core/constants.h"
+#include "fakenetworkserver.h"
+#include "testnet.h"
+#include "testworkdir.h"
+#include "toolrun.h"
+
+#include <QJsonObject>
+#include <QtTest>
+
+namespace {
+
+const QString kBoiler = QStringLiteral("70B3D5000000C001");
+// Function 3, one register at 1010: the temperature of a device starting at 1000.
+const QByteArray kReadTemperature = QByteArray::fromHex("000100000006010303f20001");
+constexpr int kAnswerSize = 11;
+
+// The one register's word from the answer, or -1 without a full answer.
+int readRegister(quint16 port)
+{
+    const auto client = connectClient(port);
+    if (!client)
+        return -1;
+    client->write(kReadTemperature);
+    if (!QTest::qWaitFor([&client] { return client->bytesAvailable() >= kAnswerSize; }, 5000))
+        return -1;
+    const QByteArray answer = client->readAll();
+    return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
+}
+
+void writeFile(const QString &name, const QByteArray &bytes)
+{
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+} // namespace
+
+// A site commissioned by the tool alone: an empty folder with the templates,
+// login and import, then the shipped program started there without a display.
+class TestToolSite : public QObject
+{
+    Q_OBJECT
+
+    TestWorkDir m_workDir;
+    FakeNetworkServer m_server;
+    QProcess m_program;
+
+private slots:
+    void cleanupTestCase()
+    {
+        m_program.kill();
+        m_program.waitForFinished();
+    }
+
+    void servesImportedDeviceWithItsScaling()
+    {
+        TestWorkDir elsewhere;
+        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        const QDir site(m_workDir.path());
+        QVERIFY(site.mkdir(FileName::deviceFolder));
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QVERIFY(QFile::copy(samples.filePath(name), site.filePath(FileName::deviceFolder + "/" + name)));
+
+        const quint16 port = freePort();
+        writeFile(QStringLiteral("devices.csv"),
+                  QStringLiteral("dev_eui,app_eui,name,port,start_addr,kind\r\n"
+                                 "%1,F1A7C0DE00000101,Boiler room,%2,1000,modbus\r\n")
+                          .arg(kBoiler)
+                          .arg(port)
+                          .toUtf8());
+        writeFile(QStringLiteral("registers.csv"),
+                  QByteArray("dev_eui,address,multiplier,offset,unit\r\n") + kBoiler.toUtf8() + ",1010,0.1,0,°C\r\n");
+        const QStringList dir = {QStringLiteral("--dir"), site.path()};
+        QCOMPARE(runToolWithInput(QStringList{"login", "--host", m_server.url().host(), "--port",
+                                              QString::number(m_server.url().port()), "--user", "operator"}
+                                          + dir,
+                                  "secret\n")
+                         .exitCode,
+                 0);
+        QCOMPARE(runTool(QStringList{"import", "devices.csv", "--registers", "registers.csv"} + dir).exitCode, 0);
+
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        m_program.setProcessEnvironment(environment);
+        m_program.setWorkingDirectory(site.path());
+        m_program.setStandardErrorFile(QProcess::nullDevice());
+        m_program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
+        QVERIFY(m_program.waitForStarted());
+
+        QTRY_COMPARE_WITH_TIMEOUT(m_server.receivedWithCmd(QStringLiteral("auth_req")).size(), 1, 20000);
+        const QString login = m_server.receivedWithCmd(QStringLiteral("auth_req")).at(0);
+        QVERIFY(login.contains(QStringLiteral("operator")) && login.contains(QStringLiteral("secret")));
+        QTRY_COMPARE_WITH_TIMEOUT(readRegister(port), 0, 10000);
+
+        // Temperature 23.5 °C in tenths: 235 times the imported 0.1.
+        m_server.push(QJsonObject{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", kBoiler}, {"ts", 1700000000123LL},
+                                  {"gatewayId", "0011223344556677"}, {"ack", false}, {"fcnt", 7}, {"port", 2},
+                                  {"data", "0100eb0202f63e0c"}, {"freq", 868100000}, {"dr", 5}, {"rssi", -80},
+                                  {"snr", 7.25}});
+        QTRY_COMPARE_WITH_TIMEOUT(readRegister(port), 24, 10000);
+        QCOMPARE(m_program.state(), QProcess::Running);
+    }
+};
+
+QTEST_MAIN(TestToolSite)
+#include "tst_toolsite.moc"
