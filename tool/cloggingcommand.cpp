@@ -104,7 +104,9 @@ int CLoggingCommand::show(SToolStreams &streams) const
                 << Qt::endl;
     // The last file filling wipes them all, so this is the longest history kept.
     const double hours = double(qMax(files, 1)) * double(size) / kBytesPerPoll / kSecondsPerHour;
-    streams.out << QStringLiteral("at one ModBus poll a second the log is emptied about every %1 hours")
+    streams.out << QStringLiteral("at one ModBus poll a second (a two-register read, %1 bytes of log) the log is "
+                                  "emptied about every %2 hours")
+                           .arg(kBytesPerPoll)
                            .arg(hours, 0, 'f', 1)
                 << Qt::endl;
     return ExitClean;
