@@ -11,7 +11,10 @@ bool CCsvReader::parse(const QByteArray &bytes)
 {
     m_records.clear();
     m_error.clear();
-    const QString text = QString::fromUtf8(bytes);
+    QString text = QString::fromUtf8(bytes);
+    // Spreadsheets save UTF-8 with a byte order mark.
+    if (text.startsWith(QChar::ByteOrderMark))
+        text.remove(0, 1);
     if (text.contains(QChar::ReplacementCharacter) || text.contains(QChar::Null)) {
         m_error = QStringLiteral("is not CSV text");
         return false;

@@ -7,6 +7,8 @@
 
 #include "core/constants.h"
 
+#include <QLocale>
+
 namespace {
 
 const QString kRegistersOption = QStringLiteral("registers");
@@ -18,8 +20,8 @@ bool isScaled(const SStoredRegister &reg)
 
 QString numberText(double value)
 {
-    // Enough digits to read back the same double.
-    return QString::number(value, 'g', 17);
+    // The fewest digits that read back as the same double.
+    return QString::number(value, 'g', QLocale::FloatingPointShortest);
 }
 
 } // namespace

@@ -247,7 +247,7 @@ private slots:
         TestWorkDir first;
         copyTemplates(first.path());
         writeFile(QStringLiteral("devices.csv"),
-                  kSeed + "70B3D5000000C002,f1a7c0de00000202,\"Water, \"\"north\"\"\",1502,2000,\r\n");
+                  "\xef\xbb\xbf" + kSeed + "70B3D5000000C002,f1a7c0de00000202,\"Water, \"\"north\"\"\",1502,2000,\r\n");
         writeFile(QStringLiteral("registers.csv"),
                   kRegistersHeader + "70B3D5000000C001,1010,0.1,-40,°C\r\n70b3d5000000c002,2020,1,0,l\r\n"
                                      "70B3D5000000C002,2022,2.5,0,\r\n");
