@@ -57,6 +57,9 @@ void CConnectionHandler::readyReadSlot()
 bool CConnectionHandler::sendAnswer(const QByteArray &answer)
 {
     write(answer);
+    // Hands the bytes to the kernel at once: when they all fit, the wait
+    // below has nothing pending and returns without polling.
+    flush();
     waitForBytesWritten(kWriteWaitMs);
     return bytesToWrite() <= kMaxUnwrittenBytes;
 }
