@@ -5,6 +5,10 @@
 
 #include <QDebug>
 
+#include <algorithm>
+
+#include <sys/socket.h>
+
 namespace {
 constexpr int kWriteWaitMs = 1000;
 // No answer starts while bytes of earlier ones are still unwritten, so that a
@@ -54,12 +58,23 @@ void CConnectionHandler::readyReadSlot()
     m_framing.received(readAll());
 }
 
+// With nothing queued, the answer goes straight to the kernel: through the
+// socket's buffer, each answer would switch its write notifier on and off and
+// post its bytesWritten, three wake-ups of the event loop. What does not fit
+// at once, or meets an error, takes the socket's own way, which queues it,
+// reports the error and holds the client back. Either way the wait below then
+// has nothing left to poll for unless the client stopped reading.
 bool CConnectionHandler::sendAnswer(const QByteArray &answer)
 {
-    write(answer);
-    // Hands the bytes to the kernel at once: when they all fit, the wait
-    // below has nothing pending and returns without polling.
-    flush();
+    qint64 sent = 0;
+    if (state() == ConnectedState && bytesToWrite() == 0) {
+        sent = std::max<qint64>(0, ::send(socketDescriptor(), answer.constData(), size_t(answer.size()),
+                                          MSG_NOSIGNAL | MSG_DONTWAIT));
+    }
+    if (sent < answer.size()) {
+        write(answer.constData() + sent, answer.size() - sent);
+        flush();
+    }
     waitForBytesWritten(kWriteWaitMs);
     return bytesToWrite() <= kMaxUnwrittenBytes;
 }
