@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with warnings as errors and runs every test,
-# and builds and checks the Debian package.
+# builds and checks the Debian package, and runs the fuzz targets for a while.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -13,8 +13,6 @@ cmake --build "$build_dir" --parallel "$(nproc)"
 
 ./packaging/check-package.sh
 
-(cd "$build_dir" && ctest --output-on-failure --parallel "$(nproc)")
-
 # The fuzz targets, built with clang and its sanitizers in a folder of their
 # own, each run for a bounded time.
 if command -v clang++ >/dev/null; then
@@ -24,3 +22,7 @@ if command -v clang++ >/dev/null; then
 else
     echo "clang++ is missing: the fuzz targets are skipped"
 fi
+
+# Last, so that its summary closes the output.
+cd "$build_dir"
+ctest --output-on-failure --parallel "$(nproc)"
