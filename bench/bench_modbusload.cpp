@@ -3,6 +3,8 @@
 //
 //   bench_modbusload client PORT CLIENTS SECONDS   prints the requests per second
 //   bench_modbusload serve PORT                    serves until it is stopped
+#include "libmodbusserver.h"
+
 #include <modbus.h>
 
 #include <sys/select.h>
@@ -70,52 +72,15 @@ int runClients(int port, int clients, double seconds)
     return EXIT_SUCCESS;
 }
 
-// select() over the listening socket and every connection, one reply per request.
+// The reference server in a process of its own, until SIGTERM or SIGINT.
 int serve(int port)
 {
     std::signal(SIGTERM, [](int) { stopRequested = true; });
     std::signal(SIGINT, [](int) { stopRequested = true; });
-    modbus_t *context = modbus_new_tcp("127.0.0.1", port);
-    modbus_mapping_t *map = modbus_mapping_new(0, 0, kMapSize, kMapSize);
-    for (int i = 0; i < kMapSize; ++i)
-        map->tab_registers[i] = map->tab_input_registers[i] = uint16_t(i);
-    const int listener = modbus_tcp_listen(context, 64);
-    if (listener < 0)
+    CLibModbusServer server(kMapSize);
+    if (!server.listen(port))
         return EXIT_FAILURE;
-    fd_set sockets;
-    FD_ZERO(&sockets);
-    FD_SET(listener, &sockets);
-    int highest = listener;
-    unsigned char query[MODBUS_TCP_MAX_ADU_LENGTH];
-    while (!stopRequested) {
-        fd_set ready = sockets;
-        timeval timeout{0, 100000};
-        if (::select(highest + 1, &ready, nullptr, nullptr, &timeout) <= 0)
-            continue;
-        for (int fd = 0; fd <= highest; ++fd) {
-            if (!FD_ISSET(fd, &ready))
-                continue;
-            if (fd == listener) {
-                const int client = ::accept(listener, nullptr, nullptr);
-                if (client >= 0 && client < FD_SETSIZE) {
-                    FD_SET(client, &sockets);
-                    highest = std::max(highest, client);
-                }
-                continue;
-            }
-            modbus_set_socket(context, fd);
-            const int size = modbus_receive(context, query);
-            if (size > 0) {
-                modbus_reply(context, query, size, map);
-            } else if (size == -1) {
-                ::close(fd);
-                FD_CLR(fd, &sockets);
-            }
-        }
-    }
-    ::close(listener);
-    modbus_mapping_free(map);
-    modbus_free(context);
+    server.serve(stopRequested);
     return EXIT_SUCCESS;
 }
 

@@ -23,7 +23,7 @@
 #include <vector>
 
 #ifdef QUILLBAR_HAVE_LIBMODBUS
-#include <modbus.h>
+#include "libmodbusserver.h"
 #endif
 
 namespace {
@@ -101,67 +101,26 @@ bool runClients(quint16 port, int clients, Wait wait, Done done)
 }
 
 #ifdef QUILLBAR_HAVE_LIBMODBUS
-// The libmodbus multi-client server: select() over the listening socket and
-// every connection, one reply per request, from an in-memory register map.
-class CLibModbusServer
+// The reference server on a thread of its own, listening from its making.
+class CLibModbusServerThread
 {
 public:
-    explicit CLibModbusServer(quint16 port)
-        : m_context(modbus_new_tcp("127.0.0.1", port))
-        , m_map(modbus_mapping_new(0, 0, kRegisters, kRegisters))
+    explicit CLibModbusServerThread(quint16 port)
+        : m_server(kRegisters)
     {
-        for (int i = 0; i < kRegisters; ++i)
-            m_map->tab_registers[i] = quint16(i);
-        m_listener = modbus_tcp_listen(m_context, 16);
-        m_thread = std::thread([this] { serve(); });
+        if (m_server.listen(port))
+            m_thread = std::thread([this] { m_server.serve(m_stop); });
     }
 
-    ~CLibModbusServer()
+    ~CLibModbusServerThread()
     {
         m_stop = true;
-        m_thread.join();
-        ::close(m_listener);
-        modbus_mapping_free(m_map);
-        modbus_free(m_context);
+        if (m_thread.joinable())
+            m_thread.join();
     }
 
 private:
-    void serve()
-    {
-        fd_set sockets;
-        FD_ZERO(&sockets);
-        FD_SET(m_listener, &sockets);
-        int highest = m_listener;
-        unsigned char query[MODBUS_TCP_MAX_ADU_LENGTH];
-        while (!m_stop) {
-            fd_set ready = sockets;
-            timeval timeout{0, 100000};
-            if (::select(highest + 1, &ready, nullptr, nullptr, &timeout) <= 0)
-                continue;
-            for (int fd = 0; fd <= highest; ++fd) {
-                if (!FD_ISSET(fd, &ready))
-                    continue;
-                if (fd == m_listener) {
-                    const int client = ::accept(m_listener, nullptr, nullptr);
-                    FD_SET(client, &sockets);
-                    highest = std::max(highest, client);
-                    continue;
-                }
-                modbus_set_socket(m_context, fd);
-                const int size = modbus_receive(m_context, query);
-                if (size > 0) {
-                    modbus_reply(m_context, query, size, m_map);
-                } else if (size == -1) {
-                    ::close(fd);
-                    FD_CLR(fd, &sockets);
-                }
-            }
-        }
-    }
-
-    modbus_t *m_context;
-    modbus_mapping_t *m_map;
-    int m_listener = -1;
+    CLibModbusServer m_server;
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };
@@ -266,7 +225,7 @@ void BenchModbusReads::libmodbus()
 #ifdef QUILLBAR_HAVE_LIBMODBUS
     QFETCH(int, clients);
     const quint16 port = freePort();
-    CLibModbusServer server(port);
+    CLibModbusServerThread server(port);
     QElapsedTimer timer;
     timer.start();
     int rounds = 0;
