@@ -583,7 +583,7 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
     return param;
 }
 
-void CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
+bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
 {
     QMutexLocker locker(&m_mutex);
     const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegStartValue), reg(RegGratingPeriod),
@@ -598,9 +598,10 @@ void CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
         query.bindValue(placeholder(reg(RegAddr)), param.regAddr);
         if (!query.exec()) {
             logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::updateRegInfo] Invalid SQL request [1]"), sql);
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)

@@ -39,7 +39,8 @@ public:
     QMap<quint16, quint16> getRegisterData(const quint32 &port, const quint32 &startAddress,
                                            const quint32 &count);
     DB::SRegisterParam getRegisterParam(const QString &devEui, quint32 regAddr);
-    void updateRegInfo(DB::SDeviceRegUpdate update);
+    // False after the first update that failed; the ones before it stay.
+    bool updateRegInfo(DB::SDeviceRegUpdate update);
     void updateRegInfoTCP(DB::SDeviceRegUpdate update);
 
 public slots:

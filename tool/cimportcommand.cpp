@@ -223,7 +223,13 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
         }
         update.port = quint16(planned.device.port);
         update.regs = planned.scaling;
-        store->updateRegInfo(update);
+        if (!store->updateRegInfo(update)) {
+            control.exec(kRollbackSql);
+            CWorkFolder::flushLog();
+            return fail(streams, QStringLiteral("the scaling of %1 could not be stored; nothing was written")
+                                         .arg(planned.device.devEui),
+                        ExitFindings);
+        }
     }
     if (!control.exec(kCommitSql)) {
         control.exec(kRollbackSql);
