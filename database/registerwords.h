@@ -30,6 +30,14 @@ inline quint16 narrowWord(const QByteArray &bytes)
     return quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1));
 }
 
+// How many registers a row of this width answers.
+inline int wordCount(qint64 bitSize)
+{
+    if (bitSize <= kRegisterBits)
+        return 1;
+    return int(qMin<qint64>(kMaxWordsPerRow, (bitSize + kRegisterBits - 1) / kRegisterBits));
+}
+
 // Calls put(address, word) for each word the row answers, first word first.
 template<typename Put>
 void forEachWord(quint32 address, qint64 bitSize, const QByteArray &bytes, Put put)
@@ -38,7 +46,8 @@ void forEachWord(quint32 address, qint64 bitSize, const QByteArray &bytes, Put p
         put(quint16(address), narrowWord(bytes));
         return;
     }
-    for (int word = 0; word < kMaxWordsPerRow && qint64(kRegisterBits) * word < bitSize; ++word)
+    const int words = wordCount(bitSize);
+    for (int word = 0; word < words; ++word)
         put(quint16(address + word), wideWord(bytes, word));
 }
 

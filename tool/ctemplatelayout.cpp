@@ -1,6 +1,7 @@
 #include "ctemplatelayout.h"
 
 #include "core/constants.h"
+#include "database/registerwords.h"
 
 #include <limits>
 
@@ -44,8 +45,7 @@ CTemplateLayout::CTemplateLayout(const SDeviceTemplate &deviceTemplate)
 
 int CTemplateLayout::registersOf(qint32 regBitSize)
 {
-    // Wide enough for a row of an older file that holds any width.
-    return regBitSize > kRegisterBits ? int((qint64(regBitSize) + kRegisterBits - 1) / kRegisterBits) : 1;
+    return RegisterWords::wordCount(regBitSize);
 }
 
 void CTemplateLayout::addServerData(const SServerData &datum)
