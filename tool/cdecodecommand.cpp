@@ -15,6 +15,7 @@
 #include <QJsonParseError>
 #include <QRegularExpression>
 
+#include <limits>
 #include <memory>
 
 namespace {
@@ -90,7 +91,8 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                     ExitUsage);
     bool startOk = true;
     const quint32 startOption = parser.isSet(kStartOption) ? parser.value(kStartOption).toUInt(&startOk, 0) : 0;
-    if (!startOk)
+    // A ModBus address has 16 bits; a larger start would wrap around silently.
+    if (!startOk || startOption > std::numeric_limits<quint16>::max())
         return fail(streams, QStringLiteral("bad start address \"%1\"").arg(parser.value(kStartOption)), ExitUsage);
 
     const QString templatePath = arguments.at(0);

@@ -54,7 +54,11 @@ int CTool::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
     commandArguments.prepend(kToolName);
     SToolStreams streams{out, err};
     if (!parser.parse(commandArguments)) {
-        err << QStringLiteral("%1 %2: %3; see %1 %2 --help").arg(kToolName, name, parser.errorText()) << Qt::endl;
+        // Qt's parser ends its error text with a full stop of its own.
+        QString error = parser.errorText();
+        if (error.endsWith(QLatin1Char('.')))
+            error.chop(1);
+        err << QStringLiteral("%1 %2: %3; see %1 %2 --help").arg(kToolName, name, error) << Qt::endl;
         return ExitUsage;
     }
     if (parser.isSet(QStringLiteral("help"))) {

@@ -237,8 +237,10 @@ private slots:
                    "template of F1A7C0DE00000202";
         QTest::newRow("no payload") << QStringList{"decode", kTemplateFile} << 2
                                     << "quillbar-tool decode: needs TEMPLATE.json and PAYLOAD_HEX";
+        QTest::newRow("start past 16 bits") << QStringList{"decode", kTemplateFile, "01", "--start", "65536"} << 2
+                                            << R"(quillbar-tool decode: bad start address "65536")";
         QTest::newRow("unknown option") << QStringList{"decode", "--colour"} << 2
-                                        << "quillbar-tool decode: Unknown option 'colour'.; see quillbar-tool "
+                                        << "quillbar-tool decode: Unknown option 'colour'; see quillbar-tool "
                                            "decode --help";
     }
 
