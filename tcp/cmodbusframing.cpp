@@ -78,10 +78,6 @@ void CModbusFraming::received(const QByteArray &bytes)
     CLogFile::addLog(QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(hex));
     if (m_held)
         return;
-    if (m_requestBuffer.size() < kMbapSize) {
-        logIncomplete(1);
-        return;
-    }
     answerFrames();
 }
 
@@ -90,15 +86,15 @@ void CModbusFraming::resume()
     if (!m_held)
         return;
     m_held = false;
-    if (m_requestBuffer.size() < kMbapSize) {
-        logIncomplete(1);
-        return;
-    }
     answerFrames();
 }
 
 void CModbusFraming::answerFrames()
 {
+    if (m_requestBuffer.size() < kMbapSize) {
+        logIncomplete(1);
+        return;
+    }
     for (;;) {
         const SModbusMBAP mbap = readMbap(m_requestBuffer);
         const int frameSize = mbap.length + kMbapSize;
