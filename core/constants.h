@@ -405,7 +405,56 @@ inline const QString port = QLatin1String("port");
 // Written only by quillbar-tool login: the window itself never stores the scheme.
 inline const QString scheme = QLatin1String("scheme");
 inline const QString useLog = QLatin1String("use_log");
+// The port of the status registers; absent or 0, they are off.
+inline const QString statusPort = QLatin1String("status/port");
 } // namespace SettingsKey
+
+// The status registers: the health of the running bridge, from memory, on a
+// ModBus port of their own. Two-register values are high word first.
+namespace StatusBlock {
+inline constexpr quint16 layoutVersion = 1;
+// Then two registers a stored ModBus device, by ascending device id.
+inline constexpr quint16 deviceAgeBase = 100;
+inline constexpr quint16 deviceAgeWidth = 2;
+inline const QString deviceAgeName = QStringLiteral("seconds since last stored uplink");
+// An age that has no start yet.
+inline constexpr quint32 never = 0xFFFFFFFFu;
+
+enum EField {
+    LayoutVersion = 0,
+    SessionState = 1,
+    SecondsSinceUplink = 2,
+    SecondsSinceStart = 4,
+    UplinksReceived = 6,
+    UplinksStored = 8,
+    RequestsAnswered = 10,
+    ModBusDevices = 12,
+    TcpDevices = 13,
+    ListenersNotOpen = 14,
+    ConnectionsLost = 15,
+};
+
+struct SField
+{
+    quint16 address;
+    quint16 width;
+    QString name;
+};
+
+inline const QList<SField> kFields = {
+    {LayoutVersion, 1, QStringLiteral("layout version")},
+    {SessionState, 1, QStringLiteral("session state")},
+    {SecondsSinceUplink, 2, QStringLiteral("seconds since last uplink")},
+    {SecondsSinceStart, 2, QStringLiteral("seconds since start")},
+    {UplinksReceived, 2, QStringLiteral("uplinks received")},
+    {UplinksStored, 2, QStringLiteral("uplinks stored")},
+    {RequestsAnswered, 2, QStringLiteral("ModBus requests answered")},
+    {ModBusDevices, 1, QStringLiteral("ModBus devices published")},
+    {TcpDevices, 1, QStringLiteral("TCP devices published")},
+    {ListenersNotOpen, 1, QStringLiteral("listeners that could not open their port")},
+    {ConnectionsLost, 2, QStringLiteral("server connections lost")},
+};
+} // namespace StatusBlock
 
 // Version title shown in the main window. The release-candidate suffix is
 // empty for a release build.
