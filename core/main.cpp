@@ -73,6 +73,7 @@ int main(int argc, char *argv[])
     CEditDeviceForm::getInstance();
 
     MainWindow window;
+    allDeviceHandler->openStatusPort(CSettings::readValue(SettingsKey::statusPort));
     window.show();
     return app.exec();
 }

@@ -400,6 +400,24 @@ QSqlQuery CDataBaseHandler::getRegisters(quint32 deviceId)
     return query;
 }
 
+QList<DB::SDeviceLastStored> CDataBaseHandler::lastStoredTimes()
+{
+    QMutexLocker locker(&m_mutex);
+    QList<DB::SDeviceLastStored> devices;
+    const QString sql = fill(QStringLiteral("SELECT d.%3, MAX(r.%4) FROM %1 d LEFT JOIN %2 r ON r.%5 = d.%6 "
+                                            "GROUP BY d.%6 ORDER BY d.%6;"),
+                             {DbName::deviceTable, DbName::registerTable, dev(DevEui), reg(RegTime),
+                              reg(RegDevice), dev(DevDevice)});
+    QSqlQuery query(m_db);
+    if (!query.exec(sql)) {
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::lastStoredTimes] Invalid SQL request [1]"), sql);
+        return devices;
+    }
+    while (query.next())
+        devices.append({query.value(0).toString(), query.value(1).toLongLong()});
+    return devices;
+}
+
 QStringList CDataBaseHandler::getRegisteredDevices(ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
@@ -414,34 +432,35 @@ QStringList CDataBaseHandler::getRegisteredDevices(ProtocolOption protocol)
     return devEuis;
 }
 
-void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
+bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
 {
     if (regData.regs.isEmpty()) {
         CLogFile::addLog(QStringLiteral("INFO: [CDataBaseHandler::saveRegisterData] Empty input data"));
-        return;
+        return false;
     }
 
     QMutexLocker locker(&m_mutex);
     QSqlQuery query(m_db);
     if (!query.exec(kSelectDeviceIdFormat.arg(DbName::deviceTable, dev(DevDevice), dev(DevEui), regData.devEui))) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [1]"));
-        return;
+        return false;
     }
     if (!query.next()) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [%1]")
                                  .arg(regData.devEui));
-        return;
+        return false;
     }
     const quint32 deviceId = query.value(0).toUInt();
     if (deviceId == 0) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [ID=0] [%1]")
                                  .arg(regData.devEui));
-        return;
+        return false;
     }
 
     const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegValue), reg(RegFullValue),
                                                   reg(RegTime), reg(RegDevice), reg(RegAddr));
     query.prepare(sql);
+    bool stored = true;
     for (const DB::SDbRegValue &value : regData.regs) {
         const quint32 address = regData.startAddr + value.regOffset;
         query.bindValue(placeholder(reg(RegValue)), value.value);
@@ -451,12 +470,14 @@ void CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
         query.bindValue(placeholder(reg(RegDevice)), deviceId);
         query.bindValue(placeholder(reg(RegAddr)), address);
         if (!query.exec()) {
+            stored = false;
             CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [2]"));
             CLogFile::addLog(QStringLiteral("    Query [%1]").arg(sql));
             CLogFile::addLog(QStringLiteral("    Set: deviceId[%1], regAddr[%2]")
                                      .arg(QString::number(deviceId), QString::number(address)));
         }
     }
+    return stored;
 }
 
 QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, const quint32 &startAddress,

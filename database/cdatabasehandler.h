@@ -43,8 +43,12 @@ public:
     bool updateRegInfo(DB::SDeviceRegUpdate update);
     void updateRegInfoTCP(DB::SDeviceRegUpdate update);
 
+    // Every ModBus device by ascending device id, with the newest time of its rows.
+    QList<DB::SDeviceLastStored> lastStoredTimes();
+
 public slots:
-    void saveRegisterData(DB::SDbDeviceRegDataSet regData);
+    // False when the uplink's values could not all be stored.
+    bool saveRegisterData(DB::SDbDeviceRegDataSet regData);
 
 private:
     CDataBaseHandler();

@@ -70,6 +70,13 @@ struct SDeviceRegUpdate
     QList<SRegisterParam> regs;
 };
 
+// When a stored ModBus device last had an uplink stored.
+struct SDeviceLastStored
+{
+    QString devEui;
+    qint64 time = 0;    // milliseconds since the epoch; 0 if it never had one
+};
+
 } // namespace DB
 
 Q_DECLARE_METATYPE(ProtocolOption)

@@ -2,6 +2,7 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "core/cstatusboard.h"
 #include "database/cdatabasehandler.h"
 #include "devices/cuplinkdecoder.h"
 #include "tcp/cdevicehandler.h"
@@ -24,6 +25,7 @@ struct SChunkLayout
 };
 
 constexpr SChunkLayout kChunkLayout{2, 4};
+constexpr quint32 kMaxPort = 65535;
 constexpr SChunkLayout kShiftedChunkLayout{6, 8};
 
 quint8 byteAt(const QByteArray &bytes, int index)
@@ -126,6 +128,49 @@ std::optional<ProtocolOption> CAllDeviceHandler::portProtocol(quint16 port) cons
     return std::nullopt;
 }
 
+void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
+{
+    if (!portSetting.isValid())
+        return;
+    bool isNumber = false;
+    const qlonglong port = portSetting.toLongLong(&isNumber);
+    if (isNumber && port == 0)
+        return;
+    QMutexLocker locker(&m_mutex);
+    if (!isNumber || port < 0 || port > kMaxPort) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Status port [%1] is not a port from 1 to 65535. "
+                                        "The status registers are off.")
+                                 .arg(portSetting.toString()));
+        return;
+    }
+    if (m_modbusHandlers.contains(quint16(port)) || m_tcpHandlers.contains(quint16(port))) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Status port [%1] is used by a device. "
+                                        "The status registers are off.")
+                                 .arg(port));
+        return;
+    }
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    if (store)
+        CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
+    m_statusHandler = new CDeviceHandler(quint16(port), ProtocolOption::ModBus, QString(), this);
+    m_statusHandler->setRegisterSource({[](quint16, quint16 startAddress, quint16 count) {
+                                            return CStatusBoard::getInstance()->read(startAddress, count);
+                                        },
+                                        false});
+    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(port));
+}
+
+bool CAllDeviceHandler::isStatusPort(quint16 port) const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_statusHandler && m_statusHandler->listenPort() == port;
+}
+
+void CAllDeviceHandler::reportPublished() const
+{
+    CStatusBoard::getInstance()->setPublishedDevices(int(m_modbusDevices.size()), int(m_tcpDevices.size()));
+}
+
 void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, ProtocolOption Protocol)
 {
     QMutexLocker locker(&m_mutex);
@@ -138,10 +183,13 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
     }
     handlers.value(port)->appendDevice(_devInfo.devEui);
 
-    if (Protocol == ProtocolOption::TCP)
+    if (Protocol == ProtocolOption::TCP) {
         m_tcpDevices.insert(_devInfo.devEui, port);
-    else
+    } else {
         m_modbusDevices.insert(_devInfo.devEui, _devInfo);
+        CStatusBoard::getInstance()->deviceAdded(_devInfo.devEui);
+    }
+    reportPublished();
     CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
                              .arg(_devInfo.devEui, QString::number(port)));
 }
@@ -165,10 +213,13 @@ void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
         handler->deleteLater();
         handlers.remove(_port);
     }
-    if (modbus)
+    if (modbus) {
         m_modbusDevices.remove(_devEui);
-    else
+        CStatusBoard::getInstance()->deviceRemoved(_devEui);
+    } else {
         m_tcpDevices.remove(_devEui);
+    }
+    reportPublished();
     qDebug().noquote() << QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: DevEUI[%1], port[%2]")
                                   .arg(_devEui, QString::number(_port));
 }
@@ -195,6 +246,7 @@ void CAllDeviceHandler::updatePortRegisteredDevice(DB::SDeviceRegMapDescription 
 void CAllDeviceHandler::newPacketReceivedSlot(API::SApiDeviceData _devData)
 {
     QMutexLocker locker(&m_mutex);
+    CStatusBoard::getInstance()->uplinkReceived();
     const bool isTcpDevice = m_tcpDevices.contains(_devData.devEui);
     if (!isTcpDevice && !m_modbusDevices.contains(_devData.devEui))
         return;
@@ -221,10 +273,13 @@ void CAllDeviceHandler::processDataSlot(API::SApiDeviceData _devData)
     const std::optional<DB::SDbDeviceRegDataSet> set = decoder.decode(_devData, device.startAddr);
     if (!set)
         return;
+    bool stored = false;
     if (!QMetaObject::invokeMethod(store, "saveRegisterData", Qt::BlockingQueuedConnection,
-                                   Q_ARG(DB::SDbDeviceRegDataSet, *set))) {
+                                   Q_RETURN_ARG(bool, stored), Q_ARG(DB::SDbDeviceRegDataSet, *set))) {
         CLogFile::addLog(QStringLiteral("Invalid invokeMethod creation!"), CLogFile::LogError);
     }
+    if (stored)
+        CStatusBoard::getInstance()->uplinkStored(_devData.devEui);
     emit newDataForDevice(_devData.devEui);
 }
 

@@ -10,6 +10,7 @@
 #include <QMutex>
 #include <QObject>
 #include <QString>
+#include <QVariant>
 
 #include <optional>
 
@@ -47,6 +48,11 @@ public:
     // The protocol of the listener on the port (ModBus first), or none.
     std::optional<ProtocolOption> portProtocol(quint16 port) const;
 
+    // Opens the status registers on the port the setting names, once the
+    // stored devices are published; absent or 0, they stay off.
+    void openStatusPort(const QVariant &portSetting);
+    bool isStatusPort(quint16 port) const;
+
 signals:
     void newDataForDevice(QString _devEui);
 
@@ -64,11 +70,14 @@ public slots:
 private:
     CAllDeviceHandler();
 
+    void reportPublished() const;
+
     CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;
     QMap<QString, DB::SDeviceRegMapDescription> m_modbusDevices;
     QMap<quint16, CDeviceHandler *> m_tcpHandlers;
     QMap<QString, quint16> m_tcpDevices;
+    CDeviceHandler *m_statusHandler = nullptr;
     mutable QMutex m_mutex;
 
     static CAllDeviceHandler *m_instance;

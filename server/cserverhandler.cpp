@@ -2,6 +2,7 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "core/cstatusboard.h"
 #include "server/cserverlinkwatch.h"
 #include "server/sessiontimers.h"
 
@@ -10,6 +11,8 @@
 #include <QJsonDocument>
 #include <QTimer>
 #include <QUrl>
+
+#include <utility>
 
 namespace {
 constexpr int kLastPacketsLimit = 10;
@@ -40,6 +43,8 @@ CServerHandler::CServerHandler()
     connect(m_handshakeTimer, &QTimer::timeout, this, &CServerHandler::timeoutSlot);
     connect(m_responseWaitTimer, &QTimer::timeout, this, &CServerHandler::waitingServerResponseTimeoutSlot);
     connect(m_reconnectTimer, &QTimer::timeout, this, &CServerHandler::reconnectLastAuthData);
+    connect(this, &CServerHandler::changeServerStatus, this,
+            [](COMM::EServerStatus status) { CStatusBoard::getInstance()->setSessionState(status); });
     // Queued, so that a request never goes out inside the producer's stack.
     connect(this, &CServerHandler::newTask, this, &CServerHandler::newTaskSlot, Qt::QueuedConnection);
 }
@@ -99,6 +104,7 @@ void CServerHandler::closeSocket()
 
 void CServerHandler::socketConnectedSlot()
 {
+    m_linkOpen = true;
     m_state = StatePing;
     // The probe is a command that no server knows: any answer carrying
     // "err_string" proves a live server of the right kind.
@@ -109,6 +115,8 @@ void CServerHandler::socketConnectedSlot()
 
 void CServerHandler::socketDisconnectedSlot()
 {
+    if (std::exchange(m_linkOpen, false))
+        CStatusBoard::getInstance()->connectionLost();
     m_state = StateIdle;
     emit changeServerStatus(COMM::Disconnected);
     m_reconnectTimer->start(SessionTimer::reconnectIntervalMs);

@@ -85,6 +85,7 @@ private:
     void enqueueTask(ETaskType type, const QJsonObject &message);
 
     ESessionState m_state = StateIdle;
+    bool m_linkOpen = false;    // from connected to disconnected
     ETaskType m_currentTaskType = TaskGetData;
     QList<SServerTask> m_taskQueue;
     QMutex m_queueMutex;

@@ -18,12 +18,13 @@ const QByteArray kDownlinkDataPrefix = QByteArrayLiteral("04");
 } // namespace
 
 CConnectionHandler::CConnectionHandler(quint16 port, ProtocolOption protocol, const QString &devEui,
+                                       const CModbusFraming::SRegisterSource &source,
                                        QList<CConnectionHandler *> &connections, QObject *parent)
     : QTcpSocket(parent)
     , m_port(port)
     , m_devEui(devEui)
     , m_connections(connections)
-    , m_framing(port, [this](const QByteArray &answer) { return sendAnswer(answer); })
+    , m_framing(port, [this](const QByteArray &answer) { return sendAnswer(answer); }, source)
 {
     m_connections.append(this);
     if (protocol == ProtocolOption::ModBus) {

@@ -10,8 +10,8 @@
 #include <QTcpSocket>
 
 // One accepted connection of a port listener. On a ModBus port it answers the
-// read-register functions 3 and 4 from the register store and refuses every
-// other function; on a TCP port it carries the bytes of the device bridge.
+// read-register functions 3 and 4 from the port's register source and refuses
+// every other function; on a TCP port it carries the bytes of the device bridge.
 class CConnectionHandler : public QTcpSocket
 {
     Q_OBJECT
@@ -22,7 +22,8 @@ public:
 
     // Enters itself in `connections`, the listener's list, and leaves it when destroyed.
     CConnectionHandler(quint16 port, ProtocolOption protocol, const QString &devEui,
-                       QList<CConnectionHandler *> &connections, QObject *parent = nullptr);
+                       const CModbusFraming::SRegisterSource &source, QList<CConnectionHandler *> &connections,
+                       QObject *parent = nullptr);
     ~CConnectionHandler() override;
 
     void sendTCPDataToSocket(const QByteArray &data);

@@ -3,6 +3,7 @@
 #include "cacceptguard.h"
 #include "cconnectionhandler.h"
 #include "core/clogfile.h"
+#include "core/cstatusboard.h"
 
 #include <QDebug>
 #include <QTimer>
@@ -53,6 +54,12 @@ CDeviceHandler::~CDeviceHandler()
     // while the list still exists.
     qDeleteAll(findChildren<CConnectionHandler *>(QString(), Qt::FindDirectChildrenOnly));
     m_connections.clear();
+    setNotOpen(false);
+}
+
+void CDeviceHandler::setRegisterSource(const CModbusFraming::SRegisterSource &source)
+{
+    m_registerSource = source;
 }
 
 void CDeviceHandler::appendDevice(QString _devEui)
@@ -86,17 +93,31 @@ void CDeviceHandler::changePort(quint16 port)
 
 void CDeviceHandler::startListening()
 {
-    // A port that is taken gives a listener that never accepts; the forms test
-    // a port before they offer it.
-    listen(QHostAddress::Any, m_port);
+    // A port that is taken gives a listener that never accepts, said once; the
+    // forms test a port before they offer it.
+    const bool open = listen(QHostAddress::Any, m_port);
+    if (!open) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler] Cannot listen on port %1: %2")
+                                 .arg(QString::number(m_port), errorString()));
+    }
+    setNotOpen(!open);
     m_acceptGuard->watch();
+}
+
+void CDeviceHandler::setNotOpen(bool notOpen)
+{
+    if (notOpen == m_notOpen)
+        return;
+    m_notOpen = notOpen;
+    CStatusBoard::getInstance()->changeListenersNotOpen(notOpen ? 1 : -1);
 }
 
 void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
 {
     if (socketDescriptor <= 0)
         return;
-    auto *connection = new CConnectionHandler(m_port, m_protocol, m_firstDevEui, m_connections, this);
+    auto *connection = new CConnectionHandler(m_port, m_protocol, m_firstDevEui, m_registerSource, m_connections,
+                                              this);
     connection->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     enableKeepAlive(connection);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/dbtypes.h"
+#include "tcp/cmodbusframing.h"
 
 #include <QByteArray>
 #include <QList>
@@ -35,6 +36,8 @@ public:
     const QStringList &devices() const { return m_devices; }
     const QList<CConnectionHandler *> &connections() const { return m_connections; }
 
+    // Where the clients of a ModBus port read from; the register store unless set.
+    void setRegisterSource(const CModbusFraming::SRegisterSource &source);
     // Drops every client of the old port and listens on the new one.
     void changePort(quint16 port);
     void sendTCPData(const QByteArray &chunk, SChunkInfo info);
@@ -50,6 +53,7 @@ protected:
 private:
     void deliverMessage();
     void startListening();
+    void setNotOpen(bool notOpen);
 
     quint16 m_port = 0;
     QStringList m_devices;
@@ -59,4 +63,6 @@ private:
     QByteArray m_tcpBuffer;
     QTimer *m_waitTimer = nullptr;
     CAcceptGuard *m_acceptGuard = nullptr;
+    CModbusFraming::SRegisterSource m_registerSource = CModbusFraming::storeSource();
+    bool m_notOpen = false;     // the last listen() failed
 };

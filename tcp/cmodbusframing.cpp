@@ -1,6 +1,7 @@
 #include "cmodbusframing.h"
 
 #include "core/clogfile.h"
+#include "core/cstatusboard.h"
 #include "database/cdatabasehandler.h"
 
 #include <QDebug>
@@ -55,19 +56,39 @@ QByteArray exceptionAnswer(const CModbusFraming::SModbusMBAP &mbap,
     return answer;
 }
 
-void logIncomplete(int stage)
+QMap<quint16, quint16> readStore(quint16 port, quint16 startAddress, quint16 count)
 {
-    const QString wait = QStringLiteral("[CConnectionHandler] Incomplete packet [%1]. Wait for continue...");
-    CLogFile::addLog(stage == 3 ? QStringLiteral("[CConnectionHandler] Incomplete packet [3]. Clear buffer...")
-                                : wait.arg(stage));
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    return store ? store->getRegisterData(port, startAddress, count) : QMap<quint16, quint16>();
 }
 
 } // namespace
 
-CModbusFraming::CModbusFraming(quint16 port, Sender sender)
+CModbusFraming::SRegisterSource CModbusFraming::storeSource()
+{
+    return {&readStore, true};
+}
+
+CModbusFraming::CModbusFraming(quint16 port, Sender sender, SRegisterSource source)
     : m_port(port)
     , m_sender(std::move(sender))
+    , m_source(std::move(source))
 {
+}
+
+void CModbusFraming::journal(const QString &line) const
+{
+    if (m_source.journaled)
+        CLogFile::addLog(line);
+    else
+        qDebug().noquote() << line;
+}
+
+void CModbusFraming::logIncomplete(int stage) const
+{
+    const QString wait = QStringLiteral("[CConnectionHandler] Incomplete packet [%1]. Wait for continue...");
+    journal(stage == 3 ? QStringLiteral("[CConnectionHandler] Incomplete packet [3]. Clear buffer...")
+                       : wait.arg(stage));
 }
 
 void CModbusFraming::received(const QByteArray &bytes)
@@ -75,7 +96,7 @@ void CModbusFraming::received(const QByteArray &bytes)
     m_requestBuffer.append(bytes);
     const QString hex = QString::fromLatin1(m_requestBuffer.toHex());
     qDebug().noquote() << QStringLiteral("REQ: %1").arg(hex);
-    CLogFile::addLog(QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(hex));
+    journal(QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(hex));
     if (m_held)
         return;
     answerFrames();
@@ -127,16 +148,14 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
 {
     QByteArray reply;
     if (header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters) {
-        CDataBaseHandler *store = CDataBaseHandler::getInstance();
-        const QMap<quint16, quint16> data = store ? store->getRegisterData(m_port, header.startAddress,
-                                                                            header.registerCount)
-                                                  : QMap<quint16, quint16>();
-        reply = answer(mbap, header, data);
+        reply = answer(mbap, header, m_source.read(m_port, header.startAddress, header.registerCount));
     } else {
         reply = exceptionAnswer(mbap, header);
     }
     const bool mayContinue = m_sender(reply);
-    CLogFile::addLog(QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(reply.toHex())));
+    journal(QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(reply.toHex())));
+    if (m_source.journaled)
+        CStatusBoard::getInstance()->requestAnswered();
     return mayContinue;
 }
 

@@ -7,9 +7,9 @@
 
 // The ModBus-TCP framing of one connection, apart from its socket: bytes in,
 // answers and log lines out. Requests are answered in order from the register
-// store of the port. The sender writes an answer and tells whether the next
-// one may start at once; when it may not, the rest of the buffer is held until
-// resume().
+// source of the port, by default the register store. The sender writes an
+// answer and tells whether the next one may start at once; when it may not,
+// the rest of the buffer is held until resume().
 class CModbusFraming
 {
 public:
@@ -29,8 +29,22 @@ public:
     };
 
     using Sender = std::function<bool(const QByteArray &answer)>;
+    // Address to word for every address of a read of the port.
+    using Reader = std::function<QMap<quint16, quint16>(quint16 port, quint16 startAddress, quint16 count)>;
 
-    CModbusFraming(quint16 port, Sender sender);
+    struct SRegisterSource
+    {
+        Reader read;
+        // A journaled port writes its requests and answers to the log file and
+        // counts them as answered device requests; the others only to the
+        // debug stream.
+        bool journaled = true;
+    };
+
+    // The register store, journaled.
+    static SRegisterSource storeSource();
+
+    CModbusFraming(quint16 port, Sender sender, SRegisterSource source = storeSource());
 
     // What one read of the socket gave.
     void received(const QByteArray &bytes);
@@ -45,9 +59,12 @@ private:
     void answerFrames();
     // Whether the next answer may start at once.
     bool answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header);
+    void journal(const QString &line) const;
+    void logIncomplete(int stage) const;
 
     quint16 m_port = 0;
     Sender m_sender;
+    SRegisterSource m_source;
     QByteArray m_requestBuffer;
     bool m_held = false;
 };

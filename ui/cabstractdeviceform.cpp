@@ -283,6 +283,8 @@ QVariant CAbstractDeviceForm::cell(const QAbstractItemModel *model, int row, int
 
 bool CAbstractDeviceForm::portIsUsable(quint16 port, bool modbusPortAccepted)
 {
+    if (CAllDeviceHandler::getInstance()->isStatusPort(port))
+        return false;
     QTcpServer probe;
     if (probe.listen(QHostAddress::Any, port)) {
         probe.close();

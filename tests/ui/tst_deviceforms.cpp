@@ -108,6 +108,7 @@ class TestDeviceForms : public QObject
     CAddNewDeviceForm *m_addForm = nullptr;
     quint16 m_modbusPort = 0;
     quint16 m_tcpPort = 0;
+    quint16 m_statusPort = 0;
 
     // Opens the form, which closes at once; it keeps its state and goes on
     // receiving the server's answer while hidden.
@@ -146,6 +147,8 @@ private slots:
         registry->addNewDevice({kBoiler, kClimateEui, "Boiler room climate", 1000, {}, m_modbusPort},
                                ProtocolOption::ModBus);
         registry->addNewDevice({kGateway, kGatewayEui, "Line 1 gateway", 0, {}, m_tcpPort}, ProtocolOption::TCP);
+        m_statusPort = freePort();
+        registry->openStatusPort(int(m_statusPort));
 
         QSignalSpy status(CServerHandler::getInstance(), &CServerHandler::changeServerStatus);
         CServerHandler::getInstance()->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("pw"));
@@ -250,6 +253,7 @@ private slots:
         QTest::newRow("tcp, port of modbus devices") << 2 << modbusPort << "" << true << false;
         QTest::newRow("tcp, free port, no start address") << 2 << freeOne << "" << false << false;
         QTest::newRow("port 0") << 1 << "0" << "0" << true << false;
+        QTest::newRow("modbus, the status port") << 1 << QString::number(m_statusPort) << "0" << true << false;
         QTest::newRow("no start address") << 1 << freeOne << "" << false << true;
     }
 
