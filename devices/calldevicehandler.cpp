@@ -149,6 +149,8 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
                                  .arg(port));
         return;
     }
+    if (m_statusHandler)
+        return;
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
         CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
@@ -157,7 +159,9 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
                                             return CStatusBoard::getInstance()->read(startAddress, count);
                                         },
                                         false});
-    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(port));
+    // A port taken by another program has said so already.
+    if (m_statusHandler->isListening())
+        CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(port));
 }
 
 bool CAllDeviceHandler::isStatusPort(quint16 port) const

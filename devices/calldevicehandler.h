@@ -49,7 +49,7 @@ public:
     std::optional<ProtocolOption> portProtocol(quint16 port) const;
 
     // Opens the status registers on the port the setting names, once the
-    // stored devices are published; absent or 0, they stay off.
+    // stored devices are published; absent or 0, they stay off. Opened once.
     void openStatusPort(const QVariant &portSetting);
     bool isStatusPort(quint16 port) const;
 
