@@ -8,6 +8,7 @@
 #include "clogincommand.h"
 #include "cmapcommand.h"
 #include "cremovecommand.h"
+#include "cstatuscommand.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ CTool::CTool()
     m_commands.push_back(std::make_unique<CMapCommand>());
     m_commands.push_back(std::make_unique<CLoginCommand>());
     m_commands.push_back(std::make_unique<CLoggingCommand>());
+    m_commands.push_back(std::make_unique<CStatusCommand>());
     m_commands.push_back(std::make_unique<CImportCommand>());
     m_commands.push_back(std::make_unique<CExportCommand>());
     m_commands.push_back(std::make_unique<CRemoveCommand>());
@@ -84,7 +86,8 @@ QString CTool::usage() const
 {
     QString text = QStringLiteral("Usage: %1 COMMAND [options] [arguments]\n\n"
                                   "Checks device templates, previews the decoding of an uplink, exports the "
-                                  "register map, and commissions a site: server login, log keeping, devices.\n\nCommands:\n")
+                                  "register map, and commissions a site: server login, log keeping, status "
+                                  "registers, devices.\n\nCommands:\n")
                            .arg(kToolName);
     for (const auto &command : m_commands)
         text += QStringLiteral("  %1  %2\n").arg(command->name().leftJustified(8), command->summary());

@@ -1,4 +1,5 @@
 #include "core/clogfile.h"
+#include "core/constants.h"
 #include "core/csettings.h"
 #include "testworkdir.h"
 #include "toolrun.h"
@@ -8,23 +9,135 @@
 
 namespace {
 
-QVariant stored(const QString &key)
+QVariant stored(const QString &key, const QString &file = QStringLiteral("settings.conf"))
 {
-    return QSettings(QStringLiteral("settings.conf"), QSettings::IniFormat).value(key);
+    return QSettings(file, QSettings::IniFormat).value(key);
 }
 
 const QStringList kLogin = {QStringLiteral("login"), QStringLiteral("--host"), QStringLiteral("10.1.2.3"),
                             QStringLiteral("--port"), QStringLiteral("8002"), QStringLiteral("--user"),
                             QStringLiteral("plant")};
 
+const QString kModBusEui = QStringLiteral("70B3D5000000C001");
+const QString kTcpEui = QStringLiteral("70B3D5000000D001");
+// A climate sensor publishing on 1502 and a serial gateway on 1600.
+const QByteArray kSiteDevices = "dev_eui,app_eui,name,port,start_addr,kind\r\n"
+                                "70B3D5000000C001,F1A7C0DE00000101,Boiler,1502,1000,modbus\r\n"
+                                "70B3D5000000D001,F1A7C0DE00000303,Line 1,1600,,tcp\r\n";
+const QString kOn = QStringLiteral("status registers on port %1");
+const QString kOff = QStringLiteral("status registers off");
+const QString kRestart = QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for "
+                                        "the service).");
+
 } // namespace
 
-// login and logging write settings.conf as the program reads it.
+// login, logging and status write settings.conf as the program reads it.
 class TestToolSettings : public QObject
 {
     Q_OBJECT
 
+    // A commissioned folder with one ModBus and one TCP device stored.
+    TestWorkDir m_site;
+
 private slots:
+    void initTestCase()
+    {
+        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
+        QVERIFY(QDir().mkdir(FileName::deviceFolder));
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QVERIFY(QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name)));
+        QFile devices(QStringLiteral("devices.csv"));
+        QVERIFY(devices.open(QIODevice::WriteOnly));
+        devices.write(kSiteDevices);
+        devices.close();
+        const SToolRun run = runTool({QStringLiteral("import"), devices.fileName()});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err.join('\n')));
+    }
+
+    // before: the status/port in settings.conf ahead of the run, none if invalid;
+    // after: the same once the run is done; store: the run in the folder with devices.
+    void statusSetsShowsAndRefuses_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<bool>("store");
+        QTest::addColumn<QVariant>("before");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QVariant>("after");
+        QTest::addColumn<QStringList>("out");
+        QTest::addColumn<QString>("error");
+
+        const QVariant none;
+        const QVariant port5030(QStringLiteral("5030"));
+        QTest::newRow("set") << QStringList{"--port", "5030"} << true << none << 0 << port5030
+                             << QStringList{kOn.arg(5030), kRestart} << QString();
+        QTest::newRow("set over another") << QStringList{"--port", "65535"} << true << port5030 << 0
+                                          << QVariant(QStringLiteral("65535"))
+                                          << QStringList{kOn.arg(65535), kRestart} << QString();
+        QTest::newRow("set, no register file") << QStringList{"--port", "1502"} << false << none << 0
+                                               << QVariant(QStringLiteral("1502"))
+                                               << QStringList{kOn.arg(1502), kRestart} << QString();
+        QTest::newRow("clear with 0") << QStringList{"--port", "0"} << true << port5030 << 0 << none
+                                      << QStringList{kOff, kRestart} << QString();
+        QTest::newRow("out of range") << QStringList{"--port", "65536"} << true << port5030 << 2 << port5030
+                                      << QStringList()
+                                      << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 "
+                                         "for none";
+        QTest::newRow("negative") << QStringList{"--port", "-1"} << true << none << 2 << none << QStringList()
+                                  << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 for none";
+        QTest::newRow("not a number") << QStringList{"--port", "50x"} << true << port5030 << 2 << port5030
+                                      << QStringList()
+                                      << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 "
+                                         "for none";
+        QTest::newRow("argument") << QStringList{"5030"} << true << none << 2 << none << QStringList()
+                                  << "quillbar-tool status: no arguments expected";
+        QTest::newRow("held by a ModBus device") << QStringList{"--port", "1502"} << true << port5030 << 1
+                                                 << port5030 << QStringList()
+                                                 << "quillbar-tool status: port 1502 is held by ModBus device "
+                                                    "70B3D5000000C001";
+        QTest::newRow("held by a TCP device") << QStringList{"--port", "1600"} << true << none << 1 << none
+                                              << QStringList()
+                                              << "quillbar-tool status: port 1600 is held by TCP device "
+                                                 "70B3D5000000D001";
+        QTest::newRow("show on") << QStringList() << true << port5030 << 0 << port5030 << QStringList{kOn.arg(5030)}
+                                 << QString();
+        QTest::newRow("show off") << QStringList() << true << none << 0 << none << QStringList{kOff} << QString();
+        QTest::newRow("show a port taken since") << QStringList() << true << QVariant(QStringLiteral("1600")) << 1
+                                                 << QVariant(QStringLiteral("1600")) << QStringList{kOn.arg(1600)}
+                                                 << "quillbar-tool status: port 1600 is held by TCP device "
+                                                    "70B3D5000000D001, so the program leaves the status registers off";
+        QTest::newRow("show no port") << QStringList() << true << QVariant(QStringLiteral("high")) << 1
+                                      << QVariant(QStringLiteral("high")) << QStringList()
+                                      << R"(quillbar-tool status: settings.conf holds status/port = "high", which )"
+                                         "is no port; set it with --port";
+    }
+
+    void statusSetsShowsAndRefuses()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(bool, store);
+        QFETCH(QVariant, before);
+        QFETCH(int, exitCode);
+        QFETCH(QVariant, after);
+        QFETCH(QStringList, out);
+        QFETCH(QString, error);
+
+        TestWorkDir empty;
+        const QString folder = store ? m_site.path() : empty.path();
+        const QString settings = QDir(folder).filePath(QStringLiteral("settings.conf"));
+        QFile::remove(settings);
+        if (before.isValid())
+            QSettings(settings, QSettings::IniFormat).setValue(QStringLiteral("status/port"), before);
+
+        const SToolRun run = runTool(QStringList{"status", "--dir", folder} + arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(run.outLines(), out);
+        QCOMPARE(run.err, error.isEmpty() ? QStringList() : QStringList(error));
+        QCOMPARE(stored(QStringLiteral("status/port"), settings), after);
+        // Nothing but the key is written, and clearing leaves no empty group behind.
+        const QStringList keys = QSettings(settings, QSettings::IniFormat).allKeys();
+        QCOMPARE(keys, after.isValid() ? QStringList{"status/port"} : QStringList());
+    }
+
     void loginStoresTheServerKeys()
     {
         TestWorkDir dir;

@@ -1,0 +1,150 @@
+#include "cstatuscommand.h"
+
+#include "cworkfolder.h"
+
+#include "core/constants.h"
+#include "core/csettings.h"
+
+#include <QFileInfo>
+
+namespace {
+
+const QString kPort = QStringLiteral("port");
+constexpr uint kMaxPort = 65535;
+
+} // namespace
+
+QString CStatusCommand::name() const
+{
+    return QStringLiteral("status");
+}
+
+QString CStatusCommand::summary() const
+{
+    return QStringLiteral("Show or set the port of the status registers.");
+}
+
+QString CStatusCommand::description() const
+{
+    return QStringLiteral("Set the port on which the program serves its status registers over ModBus-TCP, in "
+                          "settings.conf; --port 0 turns them off. A port that a stored device publishes on is "
+                          "refused, as the program would refuse it. With no option, print the current port.");
+}
+
+QString CStatusCommand::synopsis() const
+{
+    return QString();
+}
+
+void CStatusCommand::configure(QCommandLineParser &parser) const
+{
+    parser.addOption({kPort, QStringLiteral("The port, 1 to 65535, or 0 for none."), QStringLiteral("N")});
+    CWorkFolder::addOption(parser);
+}
+
+int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
+{
+    if (!parser.positionalArguments().isEmpty())
+        return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
+    bool isNumber = true;
+    const uint port = parser.isSet(kPort) ? parser.value(kPort).toUInt(&isNumber) : 0;
+    if (!isNumber || port > kMaxPort)
+        return fail(streams, QStringLiteral("--port must be a number from 1 to 65535, or 0 for none"), ExitUsage);
+    if (!CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+
+    if (!parser.isSet(kPort)) {
+        CWorkFolder::openSettings();
+        return show(streams);
+    }
+    if (port != 0) {
+        QString holder;
+        if (!findHolder(quint16(port), &holder, streams))
+            return ExitFindings;
+        if (!holder.isEmpty())
+            return fail(streams, QStringLiteral("port %1 is held by %2").arg(port).arg(holder), ExitFindings);
+    }
+
+    CWorkFolder::openSettings();
+    CSettings *settings = CSettings::getInstance(QString());
+    if (port == 0) {
+        // No key at all rather than a 0, as before the block was ever set.
+        settings->remove(SettingsKey::statusPort);
+        settings->sync();
+    } else {
+        CSettings::writeValue(SettingsKey::statusPort, port);
+    }
+    if (settings->status() != QSettings::NoError)
+        return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
+    show(streams);
+    CWorkFolder::noteRestart(streams);
+    return ExitClean;
+}
+
+std::optional<quint16> CStatusCommand::storedPort()
+{
+    const QVariant value = CSettings::readValue(SettingsKey::statusPort, 0);
+    bool isNumber = false;
+    const uint port = value.toUInt(&isNumber);
+    if (!isNumber || port > kMaxPort)
+        return std::nullopt;
+    return quint16(port);
+}
+
+QString CStatusCommand::holderOf(quint16 port, const QList<SStoredDevice> &devices,
+                                 const QList<SStoredTcpDevice> &tcpDevices)
+{
+    for (const SStoredDevice &device : devices) {
+        if (device.port == port)
+            return QStringLiteral("ModBus device %1").arg(device.devEui);
+    }
+    for (const SStoredTcpDevice &device : tcpDevices) {
+        if (device.port == port)
+            return QStringLiteral("TCP device %1").arg(device.devEui);
+    }
+    return QString();
+}
+
+bool CStatusCommand::findHolder(quint16 port, QString *holder, SToolStreams &streams) const
+{
+    if (!QFileInfo::exists(FileName::database))
+        return true;
+    CStoreReader reader(FileName::database);
+    if (!reader.open()) {
+        fail(streams, reader.errorText(), ExitFindings);
+        return false;
+    }
+    const auto devices = reader.devices();
+    const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
+    if (!devices || !tcpDevices) {
+        fail(streams, reader.errorText(), ExitFindings);
+        return false;
+    }
+    *holder = holderOf(port, *devices, *tcpDevices);
+    return true;
+}
+
+int CStatusCommand::show(SToolStreams &streams) const
+{
+    const std::optional<quint16> port = storedPort();
+    if (!port)
+        return fail(streams, QStringLiteral("%1 holds %2 = \"%3\", which is no port; set it with --port")
+                                     .arg(FileName::settings, SettingsKey::statusPort,
+                                          CSettings::readValue(SettingsKey::statusPort).toString()),
+                    ExitFindings);
+    if (*port == 0) {
+        streams.out << QStringLiteral("status registers off") << Qt::endl;
+        return ExitClean;
+    }
+    streams.out << QStringLiteral("status registers on port %1").arg(*port) << Qt::endl;
+    QString holder;
+    if (!findHolder(*port, &holder, streams))
+        return ExitFindings;
+    // A device added on the port since it was set wins it at the program's start.
+    if (!holder.isEmpty())
+        return fail(streams, QStringLiteral("port %1 is held by %2, so the program leaves the status registers off")
+                                     .arg(*port)
+                                     .arg(holder),
+                    ExitFindings);
+    return ExitClean;
+}
