@@ -1,14 +1,19 @@
 #include "cmapcommand.h"
 
 #include "cmessagecollector.h"
+#include "cstatuscommand.h"
 #include "cstorereader.h"
 #include "ctablewriter.h"
 #include "ctemplatelayout.h"
 
 #include "core/constants.h"
+#include "core/csettings.h"
 #include "devices/ctemplatefolder.h"
 
 #include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -25,6 +30,15 @@ const QStringList kHeader = {
 };
 const QString kModBus = QStringLiteral("ModBus");
 const QString kTcp = QStringLiteral("TCP");
+const QString kStatus = QStringLiteral("status");
+
+QStringList statusRow(quint16 port, quint32 address, quint16 width, const QString &deviceName,
+                      const QString &devEui, const QString &registerName)
+{
+    return {QString::number(port), QString::number(address), QString::number(width), deviceName, devEui,
+            QString(), QString(), registerName, QString(), DataType::uinteger, QStringLiteral("1"),
+            QStringLiteral("0"), kStatus};
+}
 
 } // namespace
 
@@ -41,8 +55,9 @@ QString CMapCommand::summary() const
 QString CMapCommand::description() const
 {
     return QStringLiteral("Print the register map of every stored device as CSV: port, address, registers, "
-                          "device, register, unit, data type and scaling, then the TCP devices with their ports. "
-                          "The register file is opened read-only.");
+                          "device, register, unit, data type and scaling, then the TCP devices with their ports, "
+                          "then the status registers when the settings.conf beside the register file sets their "
+                          "port. The register file is opened read-only.");
 }
 
 QString CMapCommand::synopsis() const
@@ -71,12 +86,14 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (format != kCsv && format != kMarkdown)
         return fail(streams, QStringLiteral("unknown format \"%1\": csv or markdown").arg(format), ExitUsage);
 
-    CStoreReader store(arguments.isEmpty() ? FileName::database : arguments.first());
+    const QString dbPath = arguments.isEmpty() ? FileName::database : arguments.first();
+    CStoreReader store(dbPath);
     if (!store.open())
         return fail(streams, store.errorText(), ExitFindings);
     const auto registers = store.registers();
     const auto tcpDevices = registers ? store.tcpDevices() : std::nullopt;
-    if (!registers || !tcpDevices)
+    const auto devices = tcpDevices ? store.devices() : std::nullopt;
+    if (!registers || !tcpDevices || !devices)
         return fail(streams, store.errorText(), ExitFindings);
 
     // The device types come from the templates; their load texts are not wanted here.
@@ -100,6 +117,37 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                       device.appEui, folder.tcpTemplates().value(device.appEui.toUpper()).devType, QString(),
                       QString(), QString(), QString(), QString(), kTcp});
     }
+    const int code = addStatusRows(dbPath, *devices, *tcpDevices, table, streams);
     table.write(streams.out);
+    return code;
+}
+
+int CMapCommand::addStatusRows(const QString &dbPath, QList<SStoredDevice> devices,
+                               const QList<SStoredTcpDevice> &tcpDevices, CTableWriter &table,
+                               SToolStreams &streams) const
+{
+    // The register file's folder is the program's working folder.
+    CSettings::getInstance(QFileInfo(dbPath).absoluteDir().filePath(FileName::settings));
+    const std::optional<quint16> port = CStatusCommand::storedPort();
+    if (!port || *port == 0)
+        return ExitClean;
+    const QString holder = CStatusCommand::holderOf(*port, devices, tcpDevices);
+    if (!holder.isEmpty())
+        return fail(streams, QStringLiteral("status port %1 is held by %2, so the program leaves the status "
+                                            "registers off")
+                                     .arg(*port)
+                                     .arg(holder),
+                    ExitFindings);
+
+    for (const StatusBlock::SField &field : StatusBlock::kFields)
+        table.addRow(statusRow(*port, field.address, field.width, QString(), QString(), field.name));
+    std::sort(devices.begin(), devices.end(),
+              [](const SStoredDevice &a, const SStoredDevice &b) { return a.id < b.id; });
+    quint32 address = StatusBlock::deviceAgeBase;
+    for (const SStoredDevice &device : devices) {
+        table.addRow(statusRow(*port, address, StatusBlock::deviceAgeWidth, device.deviceName, device.devEui,
+                               StatusBlock::deviceAgeName));
+        address += StatusBlock::deviceAgeWidth;
+    }
     return ExitClean;
 }

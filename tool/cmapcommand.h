@@ -1,6 +1,9 @@
 #pragma once
 
+#include "cstorereader.h"
 #include "csubcommand.h"
+
+class CTableWriter;
 
 // quillbar-tool map [DB]: the register map of every stored device, for the
 // tag database of a SCADA system. Reads the register file without changing
@@ -14,4 +17,12 @@ public:
     QString synopsis() const override;
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
+
+private:
+    // The status registers, when the settings beside the register file set
+    // their port: the fixed fields, then one age a ModBus device by ascending
+    // device id. ExitFindings, with the warning written, when a device holds
+    // that port and the program would leave the block off.
+    int addStatusRows(const QString &dbPath, QList<SStoredDevice> devices, const QList<SStoredTcpDevice> &tcpDevices,
+                      CTableWriter &table, SToolStreams &streams) const;
 };

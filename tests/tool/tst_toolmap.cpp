@@ -105,6 +105,35 @@ const QList<QStringList> kExpected = {
      "", "", "TCP"},
 };
 
+// Stored in this order, so the device on the higher port has the lower device id.
+const QByteArray kSiteDevices = "dev_eui,app_eui,name,port,start_addr,kind\r\n"
+                                "70B3D5000000C002,F1A7C0DE00000202,Zeta,5100,0,modbus\r\n"
+                                "70B3D5000000C001,F1A7C0DE00000101,Alpha,5000,0,modbus\r\n"
+                                "70B3D5000000D001,F1A7C0DE00000303,Line 1,6000,,tcp\r\n";
+const QString kSite = QStringLiteral("site");
+
+QStringList statusRow(const QString &address, const QString &width, const QString &name, const QString &devEui,
+                      const QString &registerName)
+{
+    return {"5030", address, width, name, devEui, "", "", registerName, "", "uinteger", "1", "0", "status"};
+}
+
+const QList<QStringList> kStatusRows = {
+    statusRow("0", "1", "", "", "layout version"),
+    statusRow("1", "1", "", "", "session state"),
+    statusRow("2", "2", "", "", "seconds since last uplink"),
+    statusRow("4", "2", "", "", "seconds since start"),
+    statusRow("6", "2", "", "", "uplinks received"),
+    statusRow("8", "2", "", "", "uplinks stored"),
+    statusRow("10", "2", "", "", "ModBus requests answered"),
+    statusRow("12", "1", "", "", "ModBus devices published"),
+    statusRow("13", "1", "", "", "TCP devices published"),
+    statusRow("14", "1", "", "", "listeners that could not open their port"),
+    statusRow("15", "2", "", "", "server connections lost"),
+    statusRow("100", "2", "Zeta", "70B3D5000000C002", "seconds since last stored uplink"),
+    statusRow("102", "2", "Alpha", "70B3D5000000C001", "seconds since last stored uplink"),
+};
+
 } // namespace
 
 class TestToolMap : public QObject
@@ -139,6 +168,17 @@ private slots:
         QSqlDatabase writer = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), kWriter);
         writer.setDatabaseName(FileName::database);
         QVERIFY(writer.open());
+
+        // A second site, commissioned by the tool, for the status registers.
+        QVERIFY(QDir().mkpath(kSite + QLatin1Char('/') + FileName::deviceFolder));
+        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
+            QVERIFY(QFile::copy(samples.filePath(name), QDir(kSite).filePath(FileName::deviceFolder + '/' + name)));
+        QFile devices(kSite + QStringLiteral("/devices.csv"));
+        QVERIFY(devices.open(QIODevice::WriteOnly));
+        devices.write(kSiteDevices);
+        devices.close();
+        const SToolRun import = runTool({"import", "--dir", kSite, QFileInfo(devices).absoluteFilePath()});
+        QVERIFY2(import.exitCode == 0, qPrintable(import.err.join('\n')));
     }
 
     void csvOfEveryDevice()
@@ -151,6 +191,55 @@ private slots:
         QCOMPARE(parseCsv(run.out, &wellFormed), kExpected);
         QVERIFY(wellFormed);
         QCOMPARE(fileHash(FileName::database), before);
+    }
+
+    // The settings.conf beside the register file decides the status rows.
+    void statusRegistersFollowTheSettings_data()
+    {
+        QTest::addColumn<QByteArray>("settings");   // null: no file
+        QTest::addColumn<bool>("listed");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("error");
+
+        QTest::newRow("no settings") << QByteArray() << false << 0 << QString();
+        QTest::newRow("no status key") << QByteArray("[server]\nip=10.1.2.3\n") << false << 0 << QString();
+        QTest::newRow("port 0") << QByteArray("[status]\nport=0\n") << false << 0 << QString();
+        QTest::newRow("not a port") << QByteArray("[status]\nport=high\n") << false << 0 << QString();
+        QTest::newRow("port set") << QByteArray("[status]\nport=5030\n") << true << 0 << QString();
+        QTest::newRow("port held by a device")
+                << QByteArray("[status]\nport=6000\n") << false << 1
+                << "quillbar-tool map: status port 6000 is held by TCP device 70B3D5000000D001, so the program "
+                   "leaves the status registers off";
+    }
+
+    void statusRegistersFollowTheSettings()
+    {
+        QFETCH(QByteArray, settings);
+        QFETCH(bool, listed);
+        QFETCH(int, exitCode);
+        QFETCH(QString, error);
+
+        const QString db = kSite + QLatin1Char('/') + FileName::database;
+        const QString settingsFile = kSite + QStringLiteral("/settings.conf");
+        QFile::remove(settingsFile);
+        const SToolRun plain = runTool({QStringLiteral("map"), db});
+        QCOMPARE(plain.exitCode, 0);
+        if (!settings.isNull()) {
+            QFile file(settingsFile);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(settings);
+        }
+
+        const SToolRun run = runTool({QStringLiteral("map"), db});
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(run.err, error.isEmpty() ? QStringList() : QStringList(error));
+        if (!listed) {
+            QCOMPARE(run.out, plain.out);
+            return;
+        }
+        bool wellFormed = false;
+        QCOMPARE(parseCsv(run.out, &wellFormed), parseCsv(plain.out, &wellFormed) + kStatusRows);
+        QVERIFY(wellFormed);
     }
 
     void markdownTable()
