@@ -224,6 +224,7 @@ private slots:
         QFile::remove(settingsFile);
         const SToolRun plain = runTool({QStringLiteral("map"), db});
         QCOMPARE(plain.exitCode, 0);
+        QVERIFY(!plain.out.contains(QStringLiteral(",status\r\n")));
         if (!settings.isNull()) {
             QFile file(settingsFile);
             QVERIFY(file.open(QIODevice::WriteOnly));
