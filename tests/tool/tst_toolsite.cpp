@@ -10,17 +10,20 @@
 namespace {
 
 const QString kBoiler = QStringLiteral("70B3D5000000C001");
-// Function 3, one register at 1010: the temperature of a device starting at 1000.
-const QByteArray kReadTemperature = QByteArray::fromHex("000100000006010303f20001");
+// The temperature of a device starting at 1000.
+constexpr quint16 kTemperatureAddress = 1010;
+constexpr quint16 kStatusModBusDevices = 12;
 constexpr int kAnswerSize = 11;
 
-// The one register's word from the answer, or -1 without a full answer.
-int readRegister(quint16 port)
+// The word of one register read with function 3, or -1 without a full answer.
+int readRegister(quint16 port, quint16 address = kTemperatureAddress)
 {
     const auto client = connectClient(port);
     if (!client)
         return -1;
-    client->write(kReadTemperature);
+    QByteArray request = QByteArray::fromHex("0001000000060103");
+    request.append(char(address >> 8)).append(char(address & 0xff)).append(QByteArray::fromHex("0001"));
+    client->write(request);
     if (!QTest::qWaitFor([&client] { return client->bytesAvailable() >= kAnswerSize; }, 5000))
         return -1;
     const QByteArray answer = client->readAll();
@@ -37,7 +40,8 @@ void writeFile(const QString &name, const QByteArray &bytes)
 } // namespace
 
 // A site commissioned by the tool alone: an empty folder with the templates,
-// login and import, then the shipped program started there without a display.
+// login, import and status port, then the shipped program started there
+// without a display.
 class TestToolSite : public QObject
 {
     Q_OBJECT
@@ -79,6 +83,10 @@ private slots:
                          .exitCode,
                  0);
         QCOMPARE(runTool(QStringList{"import", "devices.csv", "--registers", "registers.csv"} + dir).exitCode, 0);
+        quint16 statusPort = freePort();
+        for (int i = 0; i < 10 && statusPort == port; ++i)
+            statusPort = freePort();
+        QCOMPARE(runTool(QStringList{"status", "--port", QString::number(statusPort)} + dir).exitCode, 0);
 
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
@@ -92,6 +100,7 @@ private slots:
         const QString login = m_server.receivedWithCmd(QStringLiteral("auth_req")).at(0);
         QVERIFY(login.contains(QStringLiteral("operator")) && login.contains(QStringLiteral("secret")));
         QTRY_COMPARE_WITH_TIMEOUT(readRegister(port), 0, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(readRegister(statusPort, kStatusModBusDevices), 1, 10000);
 
         // Temperature 23.5 °C in tenths: 235 times the imported 0.1.
         m_server.push(QJsonObject{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", kBoiler}, {"ts", 1700000000123LL},
