@@ -2,6 +2,7 @@
 
 #include "cimportformat.h"
 #include "cmessagecollector.h"
+#include "cstatuscommand.h"
 #include "cworkfolder.h"
 
 #include "core/constants.h"
@@ -127,6 +128,8 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         registry = CAllDeviceHandler::getInstance();
     }
     CImportPlan plan(*registry);
+    CWorkFolder::openSettings();
+    plan.setStatusPort(CStatusCommand::storedPort().value_or(0));
     if (QFileInfo::exists(FileName::database)) {
         CStoreReader reader(FileName::database);
         if (!reader.open())

@@ -118,6 +118,10 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
                                                    record.fields.at(FieldPort), 1, kMaxPort);
         if (!port)
             continue;
+        if (*port == m_statusPort) {
+            refuse(file, record.line, QStringLiteral("port %1 is the port of the status registers").arg(*port));
+            continue;
+        }
         const auto holder = m_portKinds.constFind(*port);
         if (holder != m_portKinds.cend() && *holder != planned.protocol) {
             refuse(file, record.line, QStringLiteral("port %1 is held by a %2 device").arg(*port)

@@ -39,6 +39,8 @@ public:
 
     void addStored(const QList<SStoredDevice> &devices, const QList<SStoredRegister> &registers,
                    const QList<SStoredTcpDevice> &tcpDevices);
+    // The program would turn its status registers off for a device on their port.
+    void setStatusPort(quint16 port) { m_statusPort = port; }
     void checkDevices(const QString &file, const QList<SCsvRecord> &records);
     void checkRegisters(const QString &file, const QList<SCsvRecord> &records);
 
@@ -64,4 +66,5 @@ private:
     QHash<quint32, ProtocolOption> m_portKinds;
     QHash<quint32, QString> m_tcpPortHolders;
     QHash<quint32, QHash<quint32, QString>> m_takenAddresses;   // port, address, DevEUI
+    quint16 m_statusPort = 0;   // none
 };

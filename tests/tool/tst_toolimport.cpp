@@ -121,6 +121,8 @@ private slots:
                                               << none << "devices.csv:3: port 1600 is held by a TCP device";
         QTest::newRow("TCP on a ModBus port") << QByteArray("70B3D5000000D011,F1A7C0DE00000303,X,1502,,tcp\r\n")
                                               << none << "devices.csv:3: port 1502 is held by a ModBus device";
+        QTest::newRow("the status port") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1800,5000,\r\n")
+                                         << none << "devices.csv:3: port 1800 is the port of the status registers";
         QTest::newRow("overlaps a stored device")
                 << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,1020,\r\n") << none
                 << "devices.csv:3: address 1020 on port 1502 is taken by device 70B3D5000000C001";
@@ -161,6 +163,7 @@ private slots:
         copyTemplates(folder.path());
         writeFile(QStringLiteral("seed.csv"), kSeed);
         QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("seed.csv")}).exitCode, 0);
+        QCOMPARE(runTool({QStringLiteral("status"), QStringLiteral("--port"), QStringLiteral("1800")}).exitCode, 0);
         const QByteArray storeBefore = fileHash(FileName::database);
         const QByteArray logBefore = fileHash(QStringLiteral("history.log"));
 
