@@ -46,10 +46,7 @@ class TestStatusBlock : public QObject
 
     void push(const QString &devEui, const QByteArray &payload)
     {
-        m_server->push(QJsonObject{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", devEui}, {"ts", 1700000000123LL},
-                                   {"gatewayId", "0011223344556677"}, {"ack", false}, {"fcnt", 7}, {"port", 2},
-                                   {"data", QString::fromLatin1(payload)}, {"freq", 868100000}, {"dr", 5},
-                                   {"rssi", -80}, {"snr", 7.25}});
+        ProgramCore::pushUplink(*m_server, devEui, QString::fromLatin1(payload));
     }
 
     QByteArray exchange(quint16 port, const QByteArray &request, int answerSize)
