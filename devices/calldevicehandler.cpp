@@ -3,6 +3,7 @@
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/cstatusboard.h"
+#include "core/tcpport.h"
 #include "database/cdatabasehandler.h"
 #include "devices/cuplinkdecoder.h"
 #include "tcp/cdevicehandler.h"
@@ -25,7 +26,6 @@ struct SChunkLayout
 };
 
 constexpr SChunkLayout kChunkLayout{2, 4};
-constexpr quint32 kMaxPort = 65535;
 constexpr SChunkLayout kShiftedChunkLayout{6, 8};
 
 quint8 byteAt(const QByteArray &bytes, int index)
@@ -132,21 +132,20 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
 {
     if (!portSetting.isValid())
         return;
-    bool isNumber = false;
-    const qlonglong port = portSetting.toLongLong(&isNumber);
-    if (isNumber && port == 0)
+    const std::optional<quint16> port = TcpPort::from(portSetting);
+    if (port == 0)
         return;
     QMutexLocker locker(&m_mutex);
-    if (!isNumber || port < 0 || port > kMaxPort) {
+    if (!port) {
         CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Status port [%1] is not a port from 1 to 65535. "
                                         "The status registers are off.")
                                  .arg(portSetting.toString()));
         return;
     }
-    if (m_modbusHandlers.contains(quint16(port)) || m_tcpHandlers.contains(quint16(port))) {
+    if (m_modbusHandlers.contains(*port) || m_tcpHandlers.contains(*port)) {
         CLogFile::addLog(QStringLiteral("ERROR: [CAllDeviceHandler] Status port [%1] is used by a device. "
                                         "The status registers are off.")
-                                 .arg(port));
+                                 .arg(*port));
         return;
     }
     if (m_statusHandler)
@@ -154,14 +153,14 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
         CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
-    m_statusHandler = new CDeviceHandler(quint16(port), ProtocolOption::ModBus, QString(), this);
+    m_statusHandler = new CDeviceHandler(*port, ProtocolOption::ModBus, QString(), this);
     m_statusHandler->setRegisterSource({[](quint16, quint16 startAddress, quint16 count) {
                                             return CStatusBoard::getInstance()->read(startAddress, count);
                                         },
                                         false});
     // A port taken by another program has said so already.
     if (m_statusHandler->isListening())
-        CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(port));
+        CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(*port));
 }
 
 bool CAllDeviceHandler::isStatusPort(quint16 port) const

@@ -3,6 +3,7 @@
 #include "cimportformat.h"
 #include "ctemplatelayout.h"
 
+#include "core/tcpport.h"
 #include "devices/calldevicehandler.h"
 
 #include <QRegularExpression>
@@ -14,7 +15,6 @@ enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUn
 
 const QString &kModBusKind = ImportFormat::modbusKind;
 const QString &kTcpKind = ImportFormat::tcpKind;
-constexpr quint32 kMaxPort = 65535;
 constexpr quint32 kMaxAddress = 65535;
 
 bool isDevEui(const QString &text)
@@ -115,7 +115,7 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
         if (!checkDevEui(file, record.line, devEui))
             continue;
         const std::optional<quint32> port = number(file, record.line, QStringLiteral("port"),
-                                                   record.fields.at(FieldPort), 1, kMaxPort);
+                                                   record.fields.at(FieldPort), 1, quint32(TcpPort::highest));
         if (!port)
             continue;
         if (*port == m_statusPort) {

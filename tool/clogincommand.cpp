@@ -4,6 +4,7 @@
 
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "core/tcpport.h"
 
 #include <QFile>
 
@@ -17,7 +18,6 @@ const QString kPort = QStringLiteral("port");
 const QString kUser = QStringLiteral("user");
 const QString kScheme = QStringLiteral("scheme");
 const QStringList kSchemes = {QStringLiteral("ws"), QStringLiteral("wss")};
-constexpr int kMaxPort = 65535;
 
 QString serverKey(const QString &name)
 {
@@ -77,9 +77,8 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         if (parser.value(option).trimmed().isEmpty())
             return fail(streams, QStringLiteral("--%1 is missing or empty").arg(option), ExitUsage);
     }
-    bool isNumber = false;
-    const int port = parser.value(kPort).toInt(&isNumber);
-    if (!isNumber || port < 1 || port > kMaxPort)
+    const std::optional<quint16> port = TcpPort::from(parser.value(kPort));
+    if (!port || *port == 0)
         return fail(streams, QStringLiteral("--port must be a number from 1 to 65535"), ExitUsage);
     const QString scheme = parser.value(kScheme);
     if (parser.isSet(kScheme) && !kSchemes.contains(scheme))
@@ -93,7 +92,7 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
     CWorkFolder::openSettings();
     CSettings::writeValue(serverKey(SettingsKey::ip), parser.value(kHost).trimmed());
-    CSettings::writeValue(serverKey(SettingsKey::port), QString::number(port));
+    CSettings::writeValue(serverKey(SettingsKey::port), QString::number(*port));
     CSettings::writeValue(serverKey(SettingsKey::login), parser.value(kUser));
     CSettings::writeValue(serverKey(SettingsKey::password), password);
     if (parser.isSet(kScheme))
@@ -101,7 +100,7 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (CSettings::getInstance(QString())->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     streams.out << QStringLiteral("Stored the login of %1 at %2:%3.").arg(parser.value(kUser), parser.value(kHost))
-                           .arg(port)
+                           .arg(*port)
                 << Qt::endl;
     CWorkFolder::noteRestart(streams);
     return ExitClean;

@@ -4,13 +4,13 @@
 
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "core/tcpport.h"
 
 #include <QFileInfo>
 
 namespace {
 
 const QString kPort = QStringLiteral("port");
-constexpr uint kMaxPort = 65535;
 
 } // namespace
 
@@ -46,9 +46,8 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 {
     if (!parser.positionalArguments().isEmpty())
         return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
-    bool isNumber = true;
-    const uint port = parser.isSet(kPort) ? parser.value(kPort).toUInt(&isNumber) : 0;
-    if (!isNumber || port > kMaxPort)
+    const std::optional<quint16> port = parser.isSet(kPort) ? TcpPort::from(parser.value(kPort)) : 0;
+    if (!port)
         return fail(streams, QStringLiteral("--port must be a number from 1 to 65535, or 0 for none"), ExitUsage);
     if (!CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
@@ -57,22 +56,22 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         CWorkFolder::openSettings();
         return show(streams);
     }
-    if (port != 0) {
+    if (*port != 0) {
         QString holder;
-        if (!findHolder(quint16(port), &holder, streams))
+        if (!findHolder(*port, &holder, streams))
             return ExitFindings;
         if (!holder.isEmpty())
-            return fail(streams, QStringLiteral("port %1 is held by %2").arg(port).arg(holder), ExitFindings);
+            return fail(streams, QStringLiteral("port %1 is held by %2").arg(*port).arg(holder), ExitFindings);
     }
 
     CWorkFolder::openSettings();
     CSettings *settings = CSettings::getInstance(QString());
-    if (port == 0) {
+    if (*port == 0) {
         // No key at all rather than a 0, as before the block was ever set.
         settings->remove(SettingsKey::statusPort);
         settings->sync();
     } else {
-        CSettings::writeValue(SettingsKey::statusPort, port);
+        CSettings::writeValue(SettingsKey::statusPort, *port);
     }
     if (settings->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
@@ -83,12 +82,7 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
 std::optional<quint16> CStatusCommand::storedPort()
 {
-    const QVariant value = CSettings::readValue(SettingsKey::statusPort, 0);
-    bool isNumber = false;
-    const uint port = value.toUInt(&isNumber);
-    if (!isNumber || port > kMaxPort)
-        return std::nullopt;
-    return quint16(port);
+    return TcpPort::from(CSettings::readValue(SettingsKey::statusPort, 0));
 }
 
 QString CStatusCommand::holderOf(quint16 port, const QList<SStoredDevice> &devices,
