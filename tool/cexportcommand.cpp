@@ -78,15 +78,14 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         return ExitClean;
     }
 
-    const auto devices = reader.devices();
-    const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
-    if (!devices || !tcpDevices)
+    const std::optional<SStoredDevices> devices = reader.allDevices();
+    if (!devices)
         return fail(streams, reader.errorText(), ExitFindings);
     CTableWriter table(CTableWriter::Csv, ImportFormat::devicesHeader);
-    for (const SStoredDevice &device : *devices)
+    for (const SStoredDevice &device : devices->modbus)
         table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port),
                       QString::number(device.startAddr), ImportFormat::modbusKind});
-    for (const SStoredTcpDevice &device : *tcpDevices)
+    for (const SStoredTcpDevice &device : devices->tcp)
         table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port), QString(),
                       ImportFormat::tcpKind});
     table.write(streams.out);

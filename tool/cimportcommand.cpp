@@ -2,7 +2,6 @@
 
 #include "cimportformat.h"
 #include "cmessagecollector.h"
-#include "cstatuscommand.h"
 #include "cworkfolder.h"
 
 #include "core/constants.h"
@@ -129,17 +128,16 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     }
     CImportPlan plan(*registry);
     CWorkFolder::openSettings();
-    plan.setStatusPort(CStatusCommand::storedPort().value_or(0));
+    plan.setStatusPort(CWorkFolder::statusPort().value_or(0));
     if (QFileInfo::exists(FileName::database)) {
         CStoreReader reader(FileName::database);
         if (!reader.open())
             return fail(streams, reader.errorText(), ExitFindings);
-        const auto storedDevices = reader.devices();
-        const auto storedRegisters = reader.registers();
-        const auto storedTcp = reader.tcpDevices();
-        if (!storedDevices || !storedRegisters || !storedTcp)
+        const std::optional<SStoredDevices> stored = reader.allDevices();
+        const auto storedRegisters = stored ? reader.registers() : std::nullopt;
+        if (!storedRegisters)
             return fail(streams, reader.errorText(), ExitFindings);
-        plan.addStored(*storedDevices, *storedRegisters, *storedTcp);
+        plan.addStored(*stored, *storedRegisters);
     }
     plan.checkDevices(arguments.first(), devices->records);
     if (registers)

@@ -35,10 +35,9 @@ CImportPlan::CImportPlan(const CAllDeviceHandler &registry)
 {
 }
 
-void CImportPlan::addStored(const QList<SStoredDevice> &devices, const QList<SStoredRegister> &registers,
-                            const QList<SStoredTcpDevice> &tcpDevices)
+void CImportPlan::addStored(const SStoredDevices &devices, const QList<SStoredRegister> &registers)
 {
-    for (const SStoredDevice &device : devices) {
+    for (const SStoredDevice &device : devices.modbus) {
         m_storedEuis.insert(device.devEui.toUpper());
         m_portKinds.insert(device.port, ProtocolOption::ModBus);
     }
@@ -47,7 +46,7 @@ void CImportPlan::addStored(const QList<SStoredDevice> &devices, const QList<SSt
         for (int word = 0; word < words; ++word)
             m_takenAddresses[reg.port].insert(reg.address + quint32(word), reg.devEui.toUpper());
     }
-    for (const SStoredTcpDevice &device : tcpDevices) {
+    for (const SStoredTcpDevice &device : devices.tcp) {
         m_storedEuis.insert(device.devEui.toUpper());
         m_portKinds.insert(device.port, ProtocolOption::TCP);
         m_tcpPortHolders.insert(device.port, device.devEui.toUpper());

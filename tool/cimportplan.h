@@ -37,8 +37,7 @@ class CImportPlan
 public:
     explicit CImportPlan(const CAllDeviceHandler &registry);
 
-    void addStored(const QList<SStoredDevice> &devices, const QList<SStoredRegister> &registers,
-                   const QList<SStoredTcpDevice> &tcpDevices);
+    void addStored(const SStoredDevices &devices, const QList<SStoredRegister> &registers);
     // The program would turn its status registers off for a device on their port.
     void setStatusPort(quint16 port) { m_statusPort = port; }
     void checkDevices(const QString &file, const QList<SCsvRecord> &records);

@@ -1,7 +1,7 @@
 #include "cmapcommand.h"
 
 #include "cmessagecollector.h"
-#include "cstatuscommand.h"
+#include "cworkfolder.h"
 #include "cstorereader.h"
 #include "ctablewriter.h"
 #include "ctemplatelayout.h"
@@ -91,9 +91,8 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (!store.open())
         return fail(streams, store.errorText(), ExitFindings);
     const auto registers = store.registers();
-    const auto tcpDevices = registers ? store.tcpDevices() : std::nullopt;
-    const auto devices = tcpDevices ? store.devices() : std::nullopt;
-    if (!registers || !tcpDevices || !devices)
+    const std::optional<SStoredDevices> devices = registers ? store.allDevices() : std::nullopt;
+    if (!registers || !devices)
         return fail(streams, store.errorText(), ExitFindings);
 
     // The device types come from the templates; their load texts are not wanted here.
@@ -112,26 +111,25 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                       reg.appEui, folder.templates().value(reg.appEui.toUpper()).devType, reg.name, reg.unit,
                       reg.dataType, QString::number(reg.multiplier), QString::number(reg.offset), kModBus});
     }
-    for (const SStoredTcpDevice &device : *tcpDevices) {
+    for (const SStoredTcpDevice &device : devices->tcp) {
         table.addRow({QString::number(device.port), QString(), QString(), device.deviceName, device.devEui,
                       device.appEui, folder.tcpTemplates().value(device.appEui.toUpper()).devType, QString(),
                       QString(), QString(), QString(), QString(), kTcp});
     }
-    const int code = addStatusRows(dbPath, *devices, *tcpDevices, table, streams);
+    const int code = addStatusRows(dbPath, *devices, table, streams);
     table.write(streams.out);
     return code;
 }
 
-int CMapCommand::addStatusRows(const QString &dbPath, QList<SStoredDevice> devices,
-                               const QList<SStoredTcpDevice> &tcpDevices, CTableWriter &table,
+int CMapCommand::addStatusRows(const QString &dbPath, const SStoredDevices &devices, CTableWriter &table,
                                SToolStreams &streams) const
 {
     // The register file's folder is the program's working folder.
     CSettings::getInstance(QFileInfo(dbPath).absoluteDir().filePath(FileName::settings));
-    const std::optional<quint16> port = CStatusCommand::storedPort();
+    const std::optional<quint16> port = CWorkFolder::statusPort();
     if (!port || *port == 0)
         return ExitClean;
-    const QString holder = CStatusCommand::holderOf(*port, devices, tcpDevices);
+    const QString holder = devices.holderOf(*port);
     if (!holder.isEmpty())
         return fail(streams, QStringLiteral("status port %1 is held by %2, so the program leaves the status "
                                             "registers off")
@@ -141,10 +139,10 @@ int CMapCommand::addStatusRows(const QString &dbPath, QList<SStoredDevice> devic
 
     for (const StatusBlock::SField &field : StatusBlock::kFields)
         table.addRow(statusRow(*port, field.address, field.width, QString(), QString(), field.name));
-    std::sort(devices.begin(), devices.end(),
-              [](const SStoredDevice &a, const SStoredDevice &b) { return a.id < b.id; });
+    QList<SStoredDevice> byId = devices.modbus;
+    std::sort(byId.begin(), byId.end(), [](const SStoredDevice &a, const SStoredDevice &b) { return a.id < b.id; });
     quint32 address = StatusBlock::deviceAgeBase;
-    for (const SStoredDevice &device : devices) {
+    for (const SStoredDevice &device : std::as_const(byId)) {
         table.addRow(statusRow(*port, address, StatusBlock::deviceAgeWidth, device.deviceName, device.devEui,
                                StatusBlock::deviceAgeName));
         address += StatusBlock::deviceAgeWidth;

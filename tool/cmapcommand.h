@@ -23,6 +23,6 @@ private:
     // their port: the fixed fields, then one age a ModBus device by ascending
     // device id. ExitFindings, with the warning written, when a device holds
     // that port and the program would leave the block off.
-    int addStatusRows(const QString &dbPath, QList<SStoredDevice> devices, const QList<SStoredTcpDevice> &tcpDevices,
-                      CTableWriter &table, SToolStreams &streams) const;
+    int addStatusRows(const QString &dbPath, const SStoredDevices &devices, CTableWriter &table,
+                      SToolStreams &streams) const;
 };

@@ -58,15 +58,14 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         CStoreReader reader(FileName::database);
         if (!reader.open())
             return fail(streams, reader.errorText(), ExitFindings);
-        const auto devices = reader.devices();
-        const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
-        if (!devices || !tcpDevices)
+        const std::optional<SStoredDevices> devices = reader.allDevices();
+        if (!devices)
             return fail(streams, reader.errorText(), ExitFindings);
-        for (const SStoredDevice &device : *devices) {
+        for (const SStoredDevice &device : devices->modbus) {
             if (device.devEui.toUpper() == devEui)
                 found = SFoundDevice{device.id, ProtocolOption::ModBus, device.devEui};
         }
-        for (const SStoredTcpDevice &device : *tcpDevices) {
+        for (const SStoredTcpDevice &device : devices->tcp) {
             if (device.devEui.toUpper() == devEui)
                 found = SFoundDevice{device.id, ProtocolOption::TCP, device.devEui};
         }

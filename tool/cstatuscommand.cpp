@@ -1,5 +1,6 @@
 #include "cstatuscommand.h"
 
+#include "cstorereader.h"
 #include "cworkfolder.h"
 
 #include "core/constants.h"
@@ -80,25 +81,6 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     return ExitClean;
 }
 
-std::optional<quint16> CStatusCommand::storedPort()
-{
-    return TcpPort::from(CSettings::readValue(SettingsKey::statusPort, 0));
-}
-
-QString CStatusCommand::holderOf(quint16 port, const QList<SStoredDevice> &devices,
-                                 const QList<SStoredTcpDevice> &tcpDevices)
-{
-    for (const SStoredDevice &device : devices) {
-        if (device.port == port)
-            return QStringLiteral("ModBus device %1").arg(device.devEui);
-    }
-    for (const SStoredTcpDevice &device : tcpDevices) {
-        if (device.port == port)
-            return QStringLiteral("TCP device %1").arg(device.devEui);
-    }
-    return QString();
-}
-
 bool CStatusCommand::findHolder(quint16 port, QString *holder, SToolStreams &streams) const
 {
     if (!QFileInfo::exists(FileName::database))
@@ -108,19 +90,18 @@ bool CStatusCommand::findHolder(quint16 port, QString *holder, SToolStreams &str
         fail(streams, reader.errorText(), ExitFindings);
         return false;
     }
-    const auto devices = reader.devices();
-    const auto tcpDevices = devices ? reader.tcpDevices() : std::nullopt;
-    if (!devices || !tcpDevices) {
+    const std::optional<SStoredDevices> devices = reader.allDevices();
+    if (!devices) {
         fail(streams, reader.errorText(), ExitFindings);
         return false;
     }
-    *holder = holderOf(port, *devices, *tcpDevices);
+    *holder = devices->holderOf(port);
     return true;
 }
 
 int CStatusCommand::show(SToolStreams &streams) const
 {
-    const std::optional<quint16> port = storedPort();
+    const std::optional<quint16> port = CWorkFolder::statusPort();
     if (!port)
         return fail(streams, QStringLiteral("%1 holds %2 = \"%3\", which is no port; set it with --port")
                                      .arg(FileName::settings, SettingsKey::statusPort,

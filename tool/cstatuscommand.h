@@ -1,9 +1,6 @@
 #pragma once
 
 #include "csubcommand.h"
-#include "cstorereader.h"
-
-#include <optional>
 
 // quillbar-tool status: the port of the status registers, or none.
 class CStatusCommand : public CSubCommand
@@ -15,14 +12,6 @@ public:
     QString synopsis() const override;
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
-
-    // The status port of the open settings store: 0 when the block is off,
-    // nothing when the value is not a port.
-    static std::optional<quint16> storedPort();
-    // The stored device that publishes on the port, as "ModBus device EUI",
-    // or empty when none does.
-    static QString holderOf(quint16 port, const QList<SStoredDevice> &devices,
-                            const QList<SStoredTcpDevice> &tcpDevices);
 
 private:
     // The holder of the port in the folder's register file (empty without

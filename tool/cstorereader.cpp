@@ -158,6 +158,28 @@ std::optional<QList<SStoredDevice>> CStoreReader::devices()
     return result;
 }
 
+std::optional<SStoredDevices> CStoreReader::allDevices()
+{
+    std::optional<QList<SStoredDevice>> modbus = devices();
+    std::optional<QList<SStoredTcpDevice>> tcp = modbus ? tcpDevices() : std::nullopt;
+    if (!tcp)
+        return std::nullopt;
+    return SStoredDevices{*modbus, *tcp};
+}
+
+QString SStoredDevices::holderOf(quint32 port) const
+{
+    for (const SStoredDevice &device : modbus) {
+        if (device.port == port)
+            return QStringLiteral("ModBus device %1").arg(device.devEui);
+    }
+    for (const SStoredTcpDevice &device : tcp) {
+        if (device.port == port)
+            return QStringLiteral("TCP device %1").arg(device.devEui);
+    }
+    return QString();
+}
+
 bool CStoreReader::fail(const QString &what, const QString &detail)
 {
     m_error = QStringLiteral("register file \"%1\" %2").arg(m_filePath, what);

@@ -45,6 +45,17 @@ struct SStoredTcpDevice
     quint32 id = 0;
 };
 
+// Both kinds of stored device.
+struct SStoredDevices
+{
+    QList<SStoredDevice> modbus;
+    QList<SStoredTcpDevice> tcp;
+
+    // The device that publishes on the port, as "ModBus device EUI", or empty
+    // when none does.
+    QString holderOf(quint32 port) const;
+};
+
 // Reads the program's register file without ever changing it: the file is
 // opened read-only, a missing one is not made, and a file the program is
 // writing at that moment is waited for a while rather than failed.
@@ -71,6 +82,7 @@ public:
     std::optional<QList<SStoredRegister>> registers();
     std::optional<QList<SStoredTcpDevice>> tcpDevices();
     std::optional<QList<SStoredDevice>> devices();
+    std::optional<SStoredDevices> allDevices();
 
 private:
     bool fail(const QString &what, const QString &detail);

@@ -3,6 +3,7 @@
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "core/tcpport.h"
 #include "database/cdatabasehandler.h"
 
 #include <QCoreApplication>
@@ -65,4 +66,9 @@ void CWorkFolder::noteRestart(SToolStreams &streams)
     streams.out << QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for the "
                                   "service).")
                 << Qt::endl;
+}
+
+std::optional<quint16> CWorkFolder::statusPort()
+{
+    return TcpPort::from(CSettings::readValue(SettingsKey::statusPort, 0));
 }

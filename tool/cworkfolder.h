@@ -2,6 +2,8 @@
 
 #include "csubcommand.h"
 
+#include <optional>
+
 class CDataBaseHandler;
 
 // The program's working folder that a changing sub-command works in: the
@@ -24,6 +26,9 @@ public:
     static CDataBaseHandler *openStore();
     // Lets the queued log lines reach the file before the tool ends.
     static void flushLog();
+    // The status port of the open settings store: 0 when the status
+    // registers are off, nothing when the value is not a port.
+    static std::optional<quint16> statusPort();
     // The one line after every change.
     static void noteRestart(SToolStreams &streams);
 };
