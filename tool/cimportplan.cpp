@@ -1,9 +1,9 @@
 #include "cimportplan.h"
 
 #include "cimportformat.h"
-#include "ctemplatelayout.h"
 
 #include "core/tcpport.h"
+#include "database/registerwords.h"
 #include "devices/calldevicehandler.h"
 
 #include <QRegularExpression>
@@ -42,7 +42,7 @@ void CImportPlan::addStored(const SStoredDevices &devices, const QList<SStoredRe
         m_portKinds.insert(device.port, ProtocolOption::ModBus);
     }
     for (const SStoredRegister &reg : registers) {
-        const int words = CTemplateLayout::registersOf(reg.bitSize);
+        const int words = RegisterWords::wordCount(reg.bitSize);
         for (int word = 0; word < words; ++word)
             m_takenAddresses[reg.port].insert(reg.address + quint32(word), reg.devEui.toUpper());
     }
@@ -210,7 +210,7 @@ QList<quint32> CImportPlan::addressesOf(const DB::SDeviceRegMapDescription &devi
         if (firsts.contains(first))
             continue;
         firsts.append(first);
-        const int words = CTemplateLayout::registersOf(qint32(reg.bitSize));
+        const int words = RegisterWords::wordCount(reg.bitSize);
         for (int word = 0; word < words; ++word)
             addresses.append(first + quint32(word));
     }

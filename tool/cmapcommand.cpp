@@ -1,13 +1,13 @@
 #include "cmapcommand.h"
 
 #include "cmessagecollector.h"
-#include "cworkfolder.h"
 #include "cstorereader.h"
 #include "ctablewriter.h"
-#include "ctemplatelayout.h"
+#include "cworkfolder.h"
 
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "database/registerwords.h"
 #include "devices/ctemplatefolder.h"
 
 #include <QDir>
@@ -107,7 +107,7 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CTableWriter table(format == kMarkdown ? CTableWriter::Markdown : CTableWriter::Csv, kHeader);
     for (const SStoredRegister &reg : *registers) {
         table.addRow({QString::number(reg.port), QString::number(reg.address),
-                      QString::number(CTemplateLayout::registersOf(reg.bitSize)), reg.deviceName, reg.devEui,
+                      QString::number(RegisterWords::wordCount(reg.bitSize)), reg.deviceName, reg.devEui,
                       reg.appEui, folder.templates().value(reg.appEui.toUpper()).devType, reg.name, reg.unit,
                       reg.dataType, QString::number(reg.multiplier), QString::number(reg.offset), kModBus});
     }

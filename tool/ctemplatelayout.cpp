@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr int kRegisterBits = 16;
 constexpr int kBitsPerByte = 8;
 const QList<int> kDecodedSizes = {1, 2, 4, 8};
 
@@ -19,12 +18,12 @@ int writtenByServerData(const SServerData &datum)
     if (datum.dataCode == TemplateKey::rssi)
         return 1;
     if (datum.dataCode == TemplateKey::snr || datum.dataCode == TemplateKey::fcnt)
-        return datum.regBitSize > kRegisterBits ? 2 : 1;
+        return datum.regBitSize > RegisterWords::kRegisterBits ? 2 : 1;
     if (datum.regBitSize > 48)
         return 4;
     if (datum.regBitSize > 32)
         return 3;
-    return datum.regBitSize > kRegisterBits ? 2 : 1;
+    return datum.regBitSize > RegisterWords::kRegisterBits ? 2 : 1;
 }
 
 QString packetName(const SDevicePacket &packet)
@@ -43,14 +42,9 @@ CTemplateLayout::CTemplateLayout(const SDeviceTemplate &deviceTemplate)
     checkOverlaps();
 }
 
-int CTemplateLayout::registersOf(qint32 regBitSize)
-{
-    return RegisterWords::wordCount(regBitSize);
-}
-
 void CTemplateLayout::addServerData(const SServerData &datum)
 {
-    SLayoutEntry entry{datum.regMapBias, registersOf(datum.regBitSize), writtenByServerData(datum), datum.dataName,
+    SLayoutEntry entry{datum.regMapBias, RegisterWords::wordCount(datum.regBitSize), writtenByServerData(datum), datum.dataName,
                        datum.type, QStringLiteral("server data %1").arg(datum.dataCode)};
     if (entry.written != entry.registers) {
         m_warnings.append(QStringLiteral("server data %1 \"%2\" writes %3 registers, but reg_bit_size %4 reads %5")
@@ -74,7 +68,7 @@ void CTemplateLayout::addPacket(const SDevicePacket &packet)
     for (const SDevicePacketField &field : packet.packetFields) {
         const int bytes = field.dataBitSize / kBitsPerByte;
         const bool decoded = kDecodedSizes.contains(bytes);
-        m_entries.append({field.regMapBias, registersOf(field.regBitSize), decoded ? qMax(1, bytes / 2) : 0,
+        m_entries.append({field.regMapBias, RegisterWords::wordCount(field.regBitSize), decoded ? qMax(1, bytes / 2) : 0,
                           field.dataName, field.dataType, packetName(packet)});
         checkField(packet, field);
     }
@@ -108,7 +102,7 @@ void CTemplateLayout::checkField(const SDevicePacket &packet, const SDevicePacke
                                   .arg(where, QString::number(end), QString::number(packet.packetSize)));
     }
     const int written = qMax(1, bytes / 2);
-    const int read = registersOf(field.regBitSize);
+    const int read = RegisterWords::wordCount(field.regBitSize);
     if (written != read) {
         m_warnings.append(QStringLiteral("%1 writes %2 registers, but reg_bit_size %3 reads %4")
                                   .arg(where, QString::number(written), QString::number(field.regBitSize),

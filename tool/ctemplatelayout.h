@@ -27,9 +27,6 @@ public:
     const QList<SLayoutEntry> &entries() const { return m_entries; }
     const QStringList &warnings() const { return m_warnings; }
 
-    // How many registers a stored value of this register width reads as.
-    static int registersOf(qint32 regBitSize);
-
 private:
     void addServerData(const SServerData &datum);
     void addPacket(const SDevicePacket &packet);
