@@ -195,14 +195,15 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
                     ExitFindings);
     }
 
+    // Nothing of the import stays when one step of it fails.
+    const auto abandon = [&](const QString &reason) {
+        control.exec(kRollbackSql);
+        CWorkFolder::flushLog();
+        return fail(streams, QStringLiteral("%1; nothing was written").arg(reason), ExitFindings);
+    };
     for (const SImportDevice &planned : devices) {
-        if (!store->registerNewDevice(planned.device, planned.protocol)) {
-            control.exec(kRollbackSql);
-            CWorkFolder::flushLog();
-            return fail(streams, QStringLiteral("device %1 was not stored (see history.log); nothing was written")
-                                         .arg(planned.device.devEui),
-                        ExitFindings);
-        }
+        if (!store->registerNewDevice(planned.device, planned.protocol))
+            return abandon(QStringLiteral("device %1 was not stored (see history.log)").arg(planned.device.devEui));
     }
     QHash<QString, quint32> ids;
     QSqlQuery stored = store->getDevices(QString(), ProtocolOption::ModBus);
@@ -215,29 +216,15 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
             continue;
         DB::SDeviceRegUpdate update;
         update.deviceId = ids.value(planned.device.devEui);
-        if (update.deviceId == 0) {
-            control.exec(kRollbackSql);
-            CWorkFolder::flushLog();
-            return fail(streams, QStringLiteral("device %1 was not found after storing it; nothing was written")
-                                         .arg(planned.device.devEui),
-                        ExitFindings);
-        }
+        if (update.deviceId == 0)
+            return abandon(QStringLiteral("device %1 was not found after storing it").arg(planned.device.devEui));
         update.port = quint16(planned.device.port);
         update.regs = planned.scaling;
-        if (!store->updateRegInfo(update)) {
-            control.exec(kRollbackSql);
-            CWorkFolder::flushLog();
-            return fail(streams, QStringLiteral("the scaling of %1 could not be stored; nothing was written")
-                                         .arg(planned.device.devEui),
-                        ExitFindings);
-        }
+        if (!store->updateRegInfo(update))
+            return abandon(QStringLiteral("the scaling of %1 could not be stored").arg(planned.device.devEui));
     }
-    if (!control.exec(kCommitSql)) {
-        control.exec(kRollbackSql);
-        CWorkFolder::flushLog();
-        return fail(streams, QStringLiteral("%1 could not be written; nothing was written").arg(FileName::database),
-                    ExitFindings);
-    }
+    if (!control.exec(kCommitSql))
+        return abandon(QStringLiteral("%1 could not be written").arg(FileName::database));
     CWorkFolder::flushLog();
     streams.out << QStringLiteral("Stored %1 device(s).").arg(devices.size()) << Qt::endl;
     CWorkFolder::noteRestart(streams);
