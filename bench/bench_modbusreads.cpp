@@ -2,21 +2,17 @@
 #include "core/constants.h"
 #include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "modbusclient.h"
 #include "tcp/cdevicehandler.h"
+#include "testnet.h"
 
 #include <QEventLoop>
 #include <QLoggingCategory>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/select.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <thread>
@@ -30,50 +26,17 @@ namespace {
 
 constexpr int kRegisters = 16;
 constexpr int kRequestsPerClient = 2000;
-constexpr int kAnswerSize = 9 + 2 * kRegisters;
 const QString kDevEui = QStringLiteral("70B3D50000000001");
-
-quint16 freePort()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    return probe.serverPort();
-}
-
-int connectTo(quint16 port)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
 
 // One blocking client: reads of 16 registers from address 0, one at a time.
 bool readRegisters(quint16 port, int requests)
 {
-    const int fd = connectTo(port);
+    const int fd = ModbusClient::connectTo(port);
     if (fd < 0)
         return false;
     bool ok = true;
-    for (int i = 0; i < requests && ok; ++i) {
-        const unsigned char request[12] = {quint8(i >> 8), quint8(i), 0, 0, 0, 6, 1, 3, 0, 0, 0, kRegisters};
-        ok = ::send(fd, request, sizeof(request), 0) == sizeof(request);
-        unsigned char answer[kAnswerSize];
-        for (int received = 0; ok && received < kAnswerSize;) {
-            const ssize_t n = ::recv(fd, answer + received, kAnswerSize - received, 0);
-            ok = n > 0;
-            received += int(n);
-        }
-        ok = ok && answer[0] == quint8(i >> 8) && answer[1] == quint8(i) && answer[8] == 2 * kRegisters;
-    }
+    for (int i = 0; i < requests && ok; ++i)
+        ok = ModbusClient::readOnce(fd, i, kRegisters);
     ::close(fd);
     return ok;
 }

@@ -4,24 +4,21 @@
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
 #include "fakenetworkserver.h"
+#include "modbusclient.h"
 #include "server/cserverhandler.h"
+#include "testnet.h"
 
 #include <QJsonArray>
 #include <QLoggingCategory>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QStorageInfo>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sqlite3.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -66,29 +63,12 @@ QString payload(quint16 value)
 std::vector<double> timedReads(quint16 port, const std::atomic<bool> &stop)
 {
     std::vector<double> times;
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
-        ::close(fd);
+    const int fd = ModbusClient::connectTo(port);
+    if (fd < 0)
         return times;
-    }
-    constexpr int answerSize = 9 + 2 * kRegisters;
     for (int i = 0; !stop; ++i) {
-        const unsigned char request[12] = {quint8(i >> 8), quint8(i), 0, 0, 0, 6, 1, 3, 0, 0, 0, kRegisters};
         const auto began = std::chrono::steady_clock::now();
-        bool ok = ::send(fd, request, sizeof(request), 0) == sizeof(request);
-        unsigned char answer[answerSize];
-        for (int received = 0; ok && received < answerSize;) {
-            const ssize_t n = ::recv(fd, answer + received, answerSize - received, 0);
-            ok = n > 0;
-            received += int(n);
-        }
-        if (!ok) {
+        if (!ModbusClient::readOnce(fd, i, kRegisters)) {
             times.clear();
             break;
         }
@@ -163,10 +143,7 @@ void BenchUplinks::initTestCase()
     session->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
     QTRY_VERIFY(!status.isEmpty() && status.last().at(0).value<COMM::EServerStatus>() == COMM::Success);
 
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    m_port = probe.serverPort();
-    probe.close();
+    m_port = freePort();
     DB::SDeviceRegMapDescription device = m_registry->registerMap(kAppEui);
     device.devEui = kDevEui;
     device.name = kDevEui;
