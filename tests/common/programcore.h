@@ -7,6 +7,7 @@
 #include "devices/calldevicehandler.h"
 #include "fakenetworkserver.h"
 #include "server/cserverhandler.h"
+#include "testworkdir.h"
 #include "ui/caddnewdeviceform.h"
 #include "ui/ceditdeviceform.h"
 
@@ -24,10 +25,7 @@ class ProgramCore
 public:
     explicit ProgramCore(const QString &templatesDir)
     {
-        QDir().mkdir(FileName::deviceFolder);
-        const QDir samples(templatesDir);
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name));
+        copyTemplates(templatesDir);
 
         qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
         qRegisterMetaType<DB::SDbDeviceRegDataSet>("DB::SDbDeviceRegDataSet");

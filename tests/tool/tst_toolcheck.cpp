@@ -148,10 +148,7 @@ private slots:
 
     void samplesPassAndDefaultFolder()
     {
-        QVERIFY(QDir().mkdir(QStringLiteral("deviceFolder")));
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(QStringLiteral("deviceFolder")).filePath(name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         const SToolRun run = runTool({QStringLiteral("check")});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.endsWith(QStringLiteral("3 files, 3 templates accepted, 0 refused, 0 warnings\n")));

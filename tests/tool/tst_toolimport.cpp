@@ -40,14 +40,6 @@ QByteArray fileHash(const QString &name)
     return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
 }
 
-void copyTemplates(const QString &folder)
-{
-    const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-    QDir(folder).mkpath(FileName::deviceFolder);
-    for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-        QFile::copy(samples.filePath(name), QDir(folder).filePath(FileName::deviceFolder + QLatin1Char('/') + name));
-}
-
 // Every row of a table of a register file, in stored order.
 QList<QVariantList> rowsOf(const QString &file, const QString &table)
 {
@@ -160,7 +152,7 @@ private slots:
         QFETCH(QByteArray, registers);
         QFETCH(QString, refusal);
         TestWorkDir folder;
-        copyTemplates(folder.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
         writeFile(QStringLiteral("seed.csv"), kSeed);
         QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("seed.csv")}).exitCode, 0);
         QCOMPARE(runTool({QStringLiteral("status"), QStringLiteral("--port"), QStringLiteral("1800")}).exitCode, 0);
@@ -198,7 +190,7 @@ private slots:
         QFETCH(QByteArray, registers);
         QFETCH(QString, error);
         TestWorkDir folder;
-        copyTemplates(folder.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
         writeFile(QStringLiteral("devices.csv"), devices);
         writeFile(QStringLiteral("registers.csv"), registers);
         QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
@@ -215,7 +207,7 @@ private slots:
     void dryRunWritesNothing()
     {
         TestWorkDir folder;
-        copyTemplates(folder.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
         writeFile(QStringLiteral("devices.csv"), kSeed);
         const SToolRun run = runTool({QStringLiteral("import"), QStringLiteral("devices.csv"),
                                       QStringLiteral("--dry-run")});
@@ -232,7 +224,7 @@ private slots:
         QVERIFY(ProgramCore::storeDevice(QStringLiteral("70B3D5000000D001"), kSerial, QStringLiteral("Line 1"), 0,
                                          1600, ProtocolOption::TCP));
         TestWorkDir other;
-        copyTemplates(other.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(other.path())));
         writeFile(QStringLiteral("devices.csv"), kSeed);
         QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("devices.csv")}).exitCode, 0);
 
@@ -248,7 +240,7 @@ private slots:
     void exportThenImportGivesTheSameSite()
     {
         TestWorkDir first;
-        copyTemplates(first.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(first.path())));
         writeFile(QStringLiteral("devices.csv"),
                   "\xef\xbb\xbf" + kSeed + "70B3D5000000C002,f1a7c0de00000202,\"Water, \"\"north\"\"\",1502,2000,\r\n");
         writeFile(QStringLiteral("registers.csv"),
@@ -263,7 +255,7 @@ private slots:
         QVERIFY(map.out.contains(QStringLiteral(",0.1,-40,ModBus")));
 
         TestWorkDir second;
-        copyTemplates(second.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(second.path())));
         writeFile(QStringLiteral("devices.csv"), devices.out.toUtf8());
         writeFile(QStringLiteral("registers.csv"), registers.out.toUtf8());
         QCOMPARE(runTool({"import", "devices.csv", "--registers", "registers.csv"}).exitCode, 0);
@@ -275,7 +267,7 @@ private slots:
     void removeDeletesOneDevice()
     {
         TestWorkDir folder;
-        copyTemplates(folder.path());
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
         writeFile(QStringLiteral("devices.csv"), kSeed);
         QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("devices.csv")}).exitCode, 0);
         QCOMPARE(runTool({QStringLiteral("remove"), QStringLiteral("70b3d5000000c001")}).exitCode, 0);

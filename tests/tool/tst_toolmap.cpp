@@ -145,10 +145,7 @@ class TestToolMap : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(QDir().mkdir(FileName::deviceFolder));
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
 
         CDataBaseHandler *store = CDataBaseHandler::getInstance();
         QVERIFY(store);
@@ -170,9 +167,7 @@ private slots:
         QVERIFY(writer.open());
 
         // A second site, commissioned by the tool, for the status registers.
-        QVERIFY(QDir().mkpath(kSite + QLatin1Char('/') + FileName::deviceFolder));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(kSite).filePath(FileName::deviceFolder + '/' + name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(kSite)));
         QFile devices(kSite + QStringLiteral("/devices.csv"));
         QVERIFY(devices.open(QIODevice::WriteOnly));
         devices.write(kSiteDevices);

@@ -42,10 +42,7 @@ class TestToolSettings : public QObject
 private slots:
     void initTestCase()
     {
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-        QVERIFY(QDir().mkdir(FileName::deviceFolder));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(FileName::deviceFolder).filePath(name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         QFile devices(QStringLiteral("devices.csv"));
         QVERIFY(devices.open(QIODevice::WriteOnly));
         devices.write(kSiteDevices);

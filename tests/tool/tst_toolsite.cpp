@@ -60,11 +60,8 @@ private slots:
     void servesImportedDeviceWithItsScaling()
     {
         TestWorkDir elsewhere;
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
         const QDir site(m_workDir.path());
-        QVERIFY(site.mkdir(FileName::deviceFolder));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), site.filePath(FileName::deviceFolder + "/" + name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), site));
 
         const quint16 port = freePort();
         writeFile(QStringLiteral("devices.csv"),
