@@ -1,5 +1,9 @@
 #pragma once
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStringList>
 #include <QTest>
@@ -50,4 +54,39 @@ inline SToolRun runToolWithInput(const QStringList &arguments, const QByteArray 
     process.write(input);
     process.closeWriteChannel();
     return finishTool(process);
+}
+
+inline void writeFile(const QString &name, const QByteArray &bytes)
+{
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+// Empty if the file cannot be read.
+inline QByteArray fileHash(const QString &name)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray();
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+// Writes the devices as "devices.csv" of a site, the working directory by
+// default, and imports them there. False, with the tool's errors logged, unless
+// the import succeeded.
+inline bool importSeed(const QByteArray &devices, const QString &site = QString())
+{
+    QFile file(QDir(site.isEmpty() ? QStringLiteral(".") : site).filePath(QStringLiteral("devices.csv")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(devices) != devices.size())
+        return false;
+    file.close();
+    QStringList arguments = {QStringLiteral("import")};
+    if (!site.isEmpty())
+        arguments += {QStringLiteral("--dir"), site};
+    arguments += QFileInfo(file).absoluteFilePath();
+    const SToolRun run = runTool(arguments);
+    if (run.exitCode != 0)
+        qWarning("%s", qPrintable(run.err.join(QLatin1Char('\n'))));
+    return run.exitCode == 0;
 }

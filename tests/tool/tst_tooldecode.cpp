@@ -60,13 +60,6 @@ const QJsonObject kRx{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", "00000000
                       {"ts", 1700000000123LL}, {"gatewayId", "aabbccddeeff0011"}, {"fcnt", 70000},
                       {"rssi", -87}, {"snr", 7.25}, {"data", "00"}};
 
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
-
 // Address to word of the tool's register lines.
 QMap<quint32, quint16> toolWords(const QStringList &lines)
 {

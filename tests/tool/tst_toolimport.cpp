@@ -4,7 +4,6 @@
 #include "testworkdir.h"
 #include "toolrun.h"
 
-#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QSqlQuery>
 #include <QSqlRecord>
@@ -24,21 +23,6 @@ const QByteArray kSeed = kDevicesHeader + "70B3D5000000C001,F1A7C0DE00000101,Boi
 const QByteArray kGoodRow = "70B3D5000000C010,F1A7C0DE00000202,Water,1502,3000,modbus\r\n";
 constexpr int kManyDevices = 300;
 constexpr int kLockHoldMs = 1500;
-
-void writeFile(const QString &name, const QByteArray &bytes)
-{
-    QFile file(name);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-QByteArray fileHash(const QString &name)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-}
 
 // Every row of a table of a register file, in stored order.
 QList<QVariantList> rowsOf(const QString &file, const QString &table)
@@ -153,8 +137,7 @@ private slots:
         QFETCH(QString, refusal);
         TestWorkDir folder;
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
-        writeFile(QStringLiteral("seed.csv"), kSeed);
-        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("seed.csv")}).exitCode, 0);
+        QVERIFY(importSeed(kSeed));
         QCOMPARE(runTool({QStringLiteral("status"), QStringLiteral("--port"), QStringLiteral("1800")}).exitCode, 0);
         const QByteArray storeBefore = fileHash(FileName::database);
         const QByteArray logBefore = fileHash(QStringLiteral("history.log"));
@@ -225,8 +208,7 @@ private slots:
                                          1600, ProtocolOption::TCP));
         TestWorkDir other;
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(other.path())));
-        writeFile(QStringLiteral("devices.csv"), kSeed);
-        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("devices.csv")}).exitCode, 0);
+        QVERIFY(importSeed(kSeed));
 
         const QString mine = m_workDir.filePath(FileName::database);
         for (const QString &table : {DbName::deviceTable, DbName::tcpDeviceTable, DbName::registerTable}) {
@@ -268,8 +250,7 @@ private slots:
     {
         TestWorkDir folder;
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
-        writeFile(QStringLiteral("devices.csv"), kSeed);
-        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("devices.csv")}).exitCode, 0);
+        QVERIFY(importSeed(kSeed));
         QCOMPARE(runTool({QStringLiteral("remove"), QStringLiteral("70b3d5000000c001")}).exitCode, 0);
         QCOMPARE(runTool({QStringLiteral("remove"), QStringLiteral("70B3D5000000C001")}).exitCode, 1);
         QCOMPARE(runTool({QStringLiteral("export")}).outLines(),

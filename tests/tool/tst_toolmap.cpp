@@ -3,7 +3,6 @@
 #include "testworkdir.h"
 #include "toolrun.h"
 
-#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -84,14 +83,6 @@ DB::SDeviceRegMapDescription device(const QString &name, const QString &devEui, 
     return description;
 }
 
-QByteArray fileHash(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-}
-
 const QList<QStringList> kExpected = {
     {"port", "address", "registers", "device name", "DevEUI", "application EUI", "device type", "register name",
      "unit", "data type", "multiplier", "offset", "protocol"},
@@ -168,12 +159,7 @@ private slots:
 
         // A second site, commissioned by the tool, for the status registers.
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(kSite)));
-        QFile devices(kSite + QStringLiteral("/devices.csv"));
-        QVERIFY(devices.open(QIODevice::WriteOnly));
-        devices.write(kSiteDevices);
-        devices.close();
-        const SToolRun import = runTool({"import", "--dir", kSite, QFileInfo(devices).absoluteFilePath()});
-        QVERIFY2(import.exitCode == 0, qPrintable(import.err.join('\n')));
+        QVERIFY(importSeed(kSiteDevices, kSite));
     }
 
     void csvOfEveryDevice()

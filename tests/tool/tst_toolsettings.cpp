@@ -43,12 +43,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
-        QFile devices(QStringLiteral("devices.csv"));
-        QVERIFY(devices.open(QIODevice::WriteOnly));
-        devices.write(kSiteDevices);
-        devices.close();
-        const SToolRun run = runTool({QStringLiteral("import"), devices.fileName()});
-        QVERIFY2(run.exitCode == 0, qPrintable(run.err.join('\n')));
+        QVERIFY(importSeed(kSiteDevices));
     }
 
     // before: the status/port in settings.conf ahead of the run, none if invalid;

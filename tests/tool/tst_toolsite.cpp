@@ -30,13 +30,6 @@ int readRegister(quint16 port, quint16 address = kTemperatureAddress)
     return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
 }
 
-void writeFile(const QString &name, const QByteArray &bytes)
-{
-    QFile file(name);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 } // namespace
 
 // A site commissioned by the tool alone: an empty folder with the templates,
