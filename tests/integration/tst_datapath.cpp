@@ -72,17 +72,6 @@ class TestDataPath : public QObject
                                    {"freq", 868100000}, {"dr", 5}, {"rssi", -80}, {"snr", 7.25}});
     }
 
-    QByteArray read(const QByteArray &request, int answerSize)
-    {
-        const auto client = connectClient(m_modbusPort);
-        if (!client)
-            return QByteArray();
-        client->write(request);
-        if (!QTest::qWaitFor([&client, answerSize] { return client->bytesAvailable() >= answerSize; }, 5000))
-            qWarning("No full answer in time");
-        return client->readAll().toHex();
-    }
-
 private slots:
     void initTestCase()
     {
@@ -121,7 +110,7 @@ private slots:
         // ts, fcnt, rssi (a negative text reads as its magnitude), snr, four unused, then the packet.
         const QByteArray answer = hex("0001 0000 001f 01 03 1c 6553 f100 0000 0007 0050 0007 0000 0000 0000 0000"
                                       "                         0018 0202 000a 0c3e");
-        QCOMPARE(read(hex("0001 0000 0006 01 03 03e8 000e"), answer.size()), answer.toHex());
+        QCOMPARE(exchange(m_modbusPort, hex("0001 0000 0006 01 03 03e8 000e"), answer.size()).toHex(), answer.toHex());
     }
 
     void tcpDeviceMessagesReachEveryClient()

@@ -49,26 +49,9 @@ class TestStatusBlock : public QObject
         ProgramCore::pushUplink(*m_server, devEui, QString::fromLatin1(payload));
     }
 
-    QByteArray exchange(quint16 port, const QByteArray &request, int answerSize)
-    {
-        const auto client = connectClient(port);
-        if (!client)
-            return QByteArray();
-        client->write(request);
-        if (!QTest::qWaitFor([&client, answerSize] { return client->bytesAvailable() >= answerSize; }, 5000))
-            qWarning("No full answer in time");
-        return client->readAll();
-    }
-
     static QByteArray request(quint8 function, quint16 start, quint16 count)
     {
-        QByteArray frame = hex("0007 0000 0006 11");
-        frame += char(function);
-        for (quint16 word : {start, count}) {
-            frame += char(word >> 8);
-            frame += char(word & 0xFF);
-        }
-        return frame;
+        return modbusRequest(7, 0x11, function, start, count);
     }
 
     // The words of a read of the status port, empty if the answer is not one.

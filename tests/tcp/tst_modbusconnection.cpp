@@ -133,17 +133,6 @@ class TestModbusConnection : public QObject
                                           Q_ARG(DB::SDbDeviceRegDataSet, set)));
     }
 
-    QByteArray exchange(QTcpSocket &client, const QByteArray &request, int answerSize)
-    {
-        client.write(request);
-        // Silence is expected: give a wrong answer time to come.
-        if (answerSize == 0)
-            QTest::qWait(50);
-        else if (!QTest::qWaitFor([&client, answerSize] { return client.bytesAvailable() >= answerSize; }, 5000))
-            qWarning("No full answer in time");
-        return client.readAll();
-    }
-
     // The listener's side of the client on `clientPort`, once accepted.
     CConnectionHandler *accepted(quint16 clientPort) const
     {

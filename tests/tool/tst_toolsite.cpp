@@ -18,15 +18,9 @@ constexpr int kAnswerSize = 11;
 // The word of one register read with function 3, or -1 without a full answer.
 int readRegister(quint16 port, quint16 address = kTemperatureAddress)
 {
-    const auto client = connectClient(port);
-    if (!client)
+    const QByteArray answer = exchange(port, modbusRequest(1, 1, 3, address, 1), kAnswerSize);
+    if (answer.size() < kAnswerSize)
         return -1;
-    QByteArray request = QByteArray::fromHex("0001000000060103");
-    request.append(char(address >> 8)).append(char(address & 0xff)).append(QByteArray::fromHex("0001"));
-    client->write(request);
-    if (!QTest::qWaitFor([&client] { return client->bytesAvailable() >= kAnswerSize; }, 5000))
-        return -1;
-    const QByteArray answer = client->readAll();
     return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
 }
 
