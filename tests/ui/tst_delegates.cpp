@@ -78,10 +78,7 @@ private slots:
         qputenv("TZ", "UTC");
         m_log = std::make_unique<LogSpy>();
 
-        QVERIFY(QDir().mkdir(QStringLiteral("deviceFolder")));
-        const QDir samples(QStringLiteral(SAMPLE_TEMPLATES_DIR));
-        for (const QString &name : samples.entryList({QStringLiteral("*.json")}, QDir::Files))
-            QVERIFY(QFile::copy(samples.filePath(name), QDir(QStringLiteral("deviceFolder")).filePath(name)));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
     }
 
     void registerTexts_data()
