@@ -123,31 +123,42 @@ bool CLogFile::post(const QString &message, CLogFile::ELogMessageType type)
     return false;
 }
 
+// Everything that waits goes out in one write: the bytes and their order are
+// those of one write per line, at a fraction of the system calls.
 void CLogFile::writePending()
 {
-    for (;;) {
+    QList<SPendingLine> lines;
+    {
         QMutexLocker locker(&pendingMutex);
-        if (pendingLines.isEmpty())
-            return;
-        const SPendingLine line = pendingLines.takeFirst();
-        locker.unlock();
-        addLogMetod(line.message, line.type);
+        lines.swap(pendingLines);
     }
+    QMutexLocker locker(&m_mutex);
+    for (const SPendingLine &line : std::as_const(lines))
+        appendLine(line.message, line.type);
+    flushLines();
 }
 
 void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
 {
+    QMutexLocker locker(&m_mutex);
+    appendLine(logStr, type);
+    flushLines();
+}
+
+void CLogFile::appendLine(const QString &message, CLogFile::ELogMessageType type)
+{
     if (!CSettings::readValue(SettingsKey::useLog, true).toBool())
         return;
 
-    QMutexLocker locker(&m_mutex);
-    QString line = stampedLine(logStr);
+    QString line = stampedLine(message);
 
     const qint64 maxSize = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
-    if (m_file.size() > maxSize)
+    if (fileSize() > maxSize) {
+        flushLines();
         rotate();
+    }
 
-    writeLine(line);
+    holdLine(line);
 
     // The window's debug print is the usual receiver; without one the line
     // need not be reshaped.
@@ -156,6 +167,27 @@ void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
         return;
     line.remove(QLatin1Char('\n'));
     emit addLogSignal(line, type);
+}
+
+// The file as it will be once the lines held back are written. The file is
+// looked at once a batch, as another process (the tool) may append to it too;
+// the rest is counted. A file written over from its start keeps its old size
+// until the new text passes it.
+qint64 CLogFile::fileSize()
+{
+    if (m_sizeSeen < 0)
+        m_sizeSeen = m_file.size();
+    return qMax(m_sizeSeen, m_file.pos() + m_unwritten.size());
+}
+
+void CLogFile::flushLines()
+{
+    if (!m_unwritten.isEmpty()) {
+        m_file.write(m_unwritten);
+        m_file.flush();
+        m_unwritten.clear();
+    }
+    m_sizeSeen = -1;
 }
 
 void CLogFile::addLogIntoFileOnly(QString logStr)
@@ -173,7 +205,8 @@ void CLogFile::addLogIntoFileOnly(QString logStr)
             return;
         }
     }
-    writeLine(line);
+    holdLine(line);
+    flushLines();
 }
 
 QString CLogFile::fileNameFor(int counter) const
@@ -221,14 +254,12 @@ void CLogFile::rotate()
         qDebug() << "[CLogFile] Invalid new file opening!";
 }
 
-void CLogFile::writeLine(const QString &line)
+void CLogFile::holdLine(const QString &line)
 {
-    if (!m_file.isOpen()) {
+    if (m_file.isOpen())
+        m_unwritten += line.toUtf8();
+    else
         qDebug() << "[CLogFile::addLogMetod] File is closed!";
-        return;
-    }
-    m_file.write(line.toUtf8());
-    m_file.flush();
 }
 
 void CLogFile::writeBanner()

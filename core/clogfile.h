@@ -42,10 +42,13 @@ private:
 
     bool post(const QString &message, CLogFile::ELogMessageType type);
     void writePending();
+    void appendLine(const QString &message, CLogFile::ELogMessageType type);
+    qint64 fileSize();
+    void flushLines();
     QString fileNameFor(int counter) const;
     static QString stampedLine(const QString &message);
     void rotate();
-    void writeLine(const QString &line);
+    void holdLine(const QString &line);
     void writeBanner();
 
     QFile m_file;
@@ -53,6 +56,10 @@ private:
     QString m_sessionTitle;
     QString m_baseName;
     qint32 m_fileCounter = 0;
+    // Lines of the current batch not yet written, and the file's size as seen
+    // in this batch (-1: not yet looked at).
+    QByteArray m_unwritten;
+    qint64 m_sizeSeen = -1;
 
     static CLogFile *m_instance;
     static QMutex m_instanceMutex;

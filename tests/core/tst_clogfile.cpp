@@ -16,10 +16,10 @@ QString readAll(const QString &fileName = QStringLiteral("history.log"))
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// The whole plain file is one line, the message.
-bool plainHoldsOnly(const QString &message)
+// The whole file is one line, the message.
+bool holdsOnly(const QString &message, const QString &fileName = QStringLiteral("history.log"))
 {
-    return QRegularExpression(QStringLiteral("^\n%1%2$").arg(kStamp, message)).match(readAll()).hasMatch();
+    return QRegularExpression(QStringLiteral("^\n%1%2$").arg(kStamp, message)).match(readAll(fileName)).hasMatch();
 }
 
 } // namespace
@@ -107,14 +107,33 @@ private slots:
         // Past the limit: the numbered files go and the plain one starts empty.
         m_log->addLogMetod(QStringLiteral("three"));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")) && !QFile::exists(QStringLiteral("history(2).log")));
-        QVERIFY(plainHoldsOnly(QStringLiteral("three")));
+        QVERIFY(holdsOnly(QStringLiteral("three")));
         QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 0);
 
         // Without a limit every rotation empties the plain file.
         CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
         m_log->addLogMetod(QStringLiteral("four"));
-        QVERIFY(plainHoldsOnly(QStringLiteral("four")));
+        QVERIFY(holdsOnly(QStringLiteral("four")));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")));
+        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
+    }
+
+    // Lines posted together are written together, yet each one is measured
+    // against the limit with the lines ahead of it counted.
+    void postedBurstRotatesLineByLine()
+    {
+        CSettings::writeValue(QStringLiteral("max_files_counter"), 3);
+        CSettings::writeValue(QStringLiteral("file_max_size"), 10);
+        QSignalSpy spy(m_log, &CLogFile::addLogSignal);
+        for (const QString &message : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")})
+            CLogFile::addLog(message);
+        QTRY_COMPARE(spy.count(), 3);
+
+        // One file each: (1), (2), then the wrap back to the plain file.
+        QVERIFY(holdsOnly(QStringLiteral("c")));
+        QVERIFY(!QFile::exists(QStringLiteral("history(1).log")) && !QFile::exists(QStringLiteral("history(2).log")));
+        QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 0);
+        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
         CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 
