@@ -7,9 +7,12 @@
 #include <QDateTime>
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QVarLengthArray>
 #include <QVariant>
 
 #include <sqlite3.h>
+
+#include <map>
 
 namespace {
 const QString kDriver = QStringLiteral("QSQLITE");
@@ -134,10 +137,48 @@ qint64 integerColumn(sqlite3_stmt *statement, int column)
 }
 
 // The column's text as UTF-8, decoded from hexadecimal; NULL reads as nothing.
-QByteArray hexColumn(sqlite3_stmt *statement, int column)
+int hexDigit(char digit)
+{
+    if (digit >= '0' && digit <= '9')
+        return digit - '0';
+    if (digit >= 'a' && digit <= 'f')
+        return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F')
+        return digit - 'A' + 10;
+    return -1;
+}
+
+using ValueBytes = QVarLengthArray<char, 32>;
+
+// The bytes of a stored hex text, as QByteArray::fromHex reads them. The
+// values the program stores are even runs of digits and are read here with no
+// allocation; anything else takes the long way.
+QByteArrayView hexColumn(sqlite3_stmt *statement, int column, ValueBytes &bytes)
 {
     const char *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
-    return QByteArray::fromHex(QByteArray::fromRawData(text, text ? sqlite3_column_bytes(statement, column) : 0));
+    const int size = text ? sqlite3_column_bytes(statement, column) : 0;
+    bytes.resize(size / 2);
+    bool plain = size % 2 == 0;
+    for (int i = 0; plain && i < size / 2; ++i) {
+        const int high = hexDigit(text[2 * i]);
+        const int low = hexDigit(text[2 * i + 1]);
+        plain = high >= 0 && low >= 0;
+        if (plain)
+            bytes[i] = char(high << 4 | low);
+    }
+    if (!plain) {
+        const QByteArray decoded = QByteArray::fromHex(QByteArray::fromRawData(text, size));
+        bytes.clear();
+        bytes.append(decoded.constData(), decoded.size());
+    }
+    return QByteArrayView(bytes.constData(), bytes.size());
+}
+
+QString readSql(quint32 port, quint32 first, quint32 last)
+{
+    return QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
+            .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr), QString::number(first),
+                 QString::number(last));
 }
 
 } // namespace
@@ -483,36 +524,37 @@ bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
 QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, const quint32 &startAddress,
                                                          const quint32 &count)
 {
-    QMap<quint16, quint16> words;
     if (count == 0)
-        return words;
+        return {};
 
     QMutexLocker locker(&m_mutex);
-    const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
-                                .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr),
-                                     QString::number(startAddress), QString::number(startAddress + count - 1));
-    sqlite3_stmt *statement = compiledRead(sql);
+    const SReadRange range{port, startAddress, startAddress + count - 1};
+    sqlite3_stmt *statement = compiledRead(range);
     int step = statement ? sqlite3_step(statement) : SQLITE_ERROR;
     if (step != SQLITE_ROW && step != SQLITE_DONE) {
-        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"), sql);
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterData] Invalid SQL request [1]"),
+                   readSql(port, range.first, range.last));
         // Compiled anew next time, once the file is readable again.
-        dropCompiledRead(sql);
-        return words;
+        dropCompiledRead(range);
+        return {};
     }
 
+    // Built as a std::map, which takes the zeros in order at its end.
+    std::map<quint16, quint16> words;
     for (quint32 i = 0; i < count; ++i)
-        words.insert(quint16(startAddress + i), 0);
+        words.emplace_hint(words.end(), quint16(startAddress + i), 0);
     // Only the three columns the words come from are converted.
+    ValueBytes value;
     for (; step == SQLITE_ROW; step = sqlite3_step(statement)) {
         const int bitSize = int(integerColumn(statement, RegBitSize));
-        const QByteArray bytes = hexColumn(statement, RegFullValue);
+        const QByteArrayView bytes = hexColumn(statement, RegFullValue, value);
         const quint32 address = quint32(integerColumn(statement, RegAddr));
         RegisterWords::forEachWord(address, bitSize, bytes,
-                                   [&words](quint16 at, quint16 word) { words.insert(at, word); });
+                                   [&words](quint16 at, quint16 word) { words.insert_or_assign(at, word); });
     }
     // Ends the read at once, so that the file is not left locked between requests.
     sqlite3_reset(statement);
-    return words;
+    return QMap<quint16, quint16>(std::move(words));
 }
 
 sqlite3 *CDataBaseHandler::connectionHandle() const
@@ -524,10 +566,11 @@ sqlite3 *CDataBaseHandler::connectionHandle() const
 }
 
 // The ModBus reads go to SQLite itself, on the connection's own handle: the
-// same text, compiled once, with no row turned into fourteen QVariants.
-sqlite3_stmt *CDataBaseHandler::compiledRead(const QString &sql)
+// same text, compiled once, with no row turned into fourteen QVariants. They
+// are kept by their range, whose text is only written out to compile it.
+sqlite3_stmt *CDataBaseHandler::compiledRead(const SReadRange &range)
 {
-    const auto it = m_compiledReads.constFind(sql);
+    const auto it = m_compiledReads.constFind(range);
     if (it != m_compiledReads.constEnd())
         return it.value();
     sqlite3 *handle = connectionHandle();
@@ -538,19 +581,19 @@ sqlite3_stmt *CDataBaseHandler::compiledRead(const QString &sql)
             sqlite3_finalize(statement);
         m_compiledReads.clear();
     }
-    const QByteArray text = sql.toUtf8();
+    const QByteArray text = readSql(range.port, range.first, range.last).toUtf8();
     sqlite3_stmt *statement = nullptr;
     if (sqlite3_prepare_v2(handle, text.constData(), int(text.size()), &statement, nullptr) != SQLITE_OK) {
         sqlite3_finalize(statement);
         return nullptr;
     }
-    m_compiledReads.insert(sql, statement);
+    m_compiledReads.insert(range, statement);
     return statement;
 }
 
-void CDataBaseHandler::dropCompiledRead(const QString &sql)
+void CDataBaseHandler::dropCompiledRead(const SReadRange &range)
 {
-    sqlite3_stmt *statement = m_compiledReads.take(sql);
+    sqlite3_stmt *statement = m_compiledReads.take(range);
     if (statement)
         sqlite3_finalize(statement);
 }

@@ -66,16 +66,31 @@ private:
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
     QSqlQuery &compiledQuery(const QString &sql);
     sqlite3 *connectionHandle() const;
-    sqlite3_stmt *compiledRead(const QString &sql);
-    void dropCompiledRead(const QString &sql);
+    // The addresses a ModBus read asks for on a port, first to last.
+    struct SReadRange
+    {
+        quint32 port;
+        quint32 first;
+        quint32 last;
+        friend bool operator==(const SReadRange &a, const SReadRange &b)
+        {
+            return a.port == b.port && a.first == b.first && a.last == b.last;
+        }
+        friend size_t qHash(const SReadRange &range, size_t seed = 0)
+        {
+            return qHashMulti(seed, range.port, range.first, range.last);
+        }
+    };
+    sqlite3_stmt *compiledRead(const SReadRange &range);
+    void dropCompiledRead(const SReadRange &range);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
-    // The reads of the ModBus clients and the decoder, compiled, by their SQL
-    // text: the same texts come again and again, and compiling one costs
-    // about as much as running it.
+    // The reads of the ModBus clients and the decoder, compiled: the same
+    // texts come again and again, and compiling one costs about as much as
+    // running it.
     QHash<QString, QSqlQuery> m_compiledQueries;
-    QHash<QString, sqlite3_stmt *> m_compiledReads;
+    QHash<SReadRange, sqlite3_stmt *> m_compiledReads;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include <QByteArrayView>
 #include <QtGlobal>
 
 // How one stored register row answers a ModBus read: its whole value, as bytes,
@@ -12,20 +12,20 @@ constexpr int kRegisterBits = 16;
 // A 16-bit address space holds no more words than this, however wide a stored row claims to be.
 constexpr int kMaxWordsPerRow = 65536;
 
-inline quint16 byteAt(const QByteArray &bytes, int index)
+inline quint16 byteAt(QByteArrayView bytes, qsizetype index)
 {
     return index < bytes.size() ? quint8(bytes.at(index)) : 0;
 }
 
 // A word of a wide value reads 0 unless both of its bytes are there.
-inline quint16 wideWord(const QByteArray &bytes, int word)
+inline quint16 wideWord(QByteArrayView bytes, int word)
 {
-    const int first = 2 * word;
+    const qsizetype first = 2 * qsizetype(word);
     return bytes.size() >= first + 2 ? quint16(byteAt(bytes, first) * 256 + byteAt(bytes, first + 1)) : 0;
 }
 
 // A narrow value reads whatever bytes it has: a single byte b is b * 256.
-inline quint16 narrowWord(const QByteArray &bytes)
+inline quint16 narrowWord(QByteArrayView bytes)
 {
     return quint16(byteAt(bytes, 0) * 256 + byteAt(bytes, 1));
 }
@@ -40,7 +40,7 @@ inline int wordCount(qint64 bitSize)
 
 // Calls put(address, word) for each word the row answers, first word first.
 template<typename Put>
-void forEachWord(quint32 address, qint64 bitSize, const QByteArray &bytes, Put put)
+void forEachWord(quint32 address, qint64 bitSize, QByteArrayView bytes, Put put)
 {
     if (bitSize <= kRegisterBits) {
         put(quint16(address), narrowWord(bytes));

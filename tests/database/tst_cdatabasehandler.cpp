@@ -285,6 +285,31 @@ private slots:
         QCOMPARE(words.value(99), quint16(0));
     }
 
+    // Stored text is read as hex digits whatever its shape: an odd digit
+    // stands alone at the front, anything else is passed over.
+    void storedTextReadsAsHex_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<quint16>("word");
+
+        QTest::newRow("upper case") << "ABCD" << quint16(0xabcd);
+        QTest::newRow("odd digit count") << "abc" << quint16(0x0abc);
+        QTest::newRow("other characters passed over") << "1 2" << quint16(0x1200);
+        QTest::newRow("0x prefix") << "0x1f" << quint16(0x001f);
+        QTest::newRow("null") << QString() << quint16(0);
+    }
+
+    void storedTextReadsAsHex()
+    {
+        QFETCH(QString, text);
+        QFETCH(quint16, word);
+
+        QVERIFY(add("AA01", ModBus, 100));
+        const QString value = text.isNull() ? QStringLiteral("NULL") : QStringLiteral("'%1'").arg(text);
+        QCOMPARE(rows(QStringLiteral("UPDATE dev_data SET full_value=%1;").arg(value)), QStringList());
+        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), Words({{100, word}}));
+    }
+
     // A range polled again reads the file again, also after its first read
     // failed because the table was gone for a while.
     void repeatedReadFollowsTheFile()
