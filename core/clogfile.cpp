@@ -165,7 +165,11 @@ void CLogFile::appendLine(const QString &message, CLogFile::ELogMessageType type
     static const QMetaMethod logSignal = QMetaMethod::fromSignal(&CLogFile::addLogSignal);
     if (!isSignalConnected(logSignal))
         return;
-    line.remove(QLatin1Char('\n'));
+    // The signal's text has no line feed; mostly the one ahead of it is all there is.
+    if (message.contains(QLatin1Char('\n')))
+        line.remove(QLatin1Char('\n'));
+    else
+        line.remove(0, 1);
     emit addLogSignal(line, type);
 }
 

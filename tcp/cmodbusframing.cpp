@@ -95,8 +95,8 @@ void CModbusFraming::received(const QByteArray &bytes)
 {
     m_requestBuffer.append(bytes);
     const QString hex = QString::fromLatin1(m_requestBuffer.toHex());
-    qDebug().noquote() << QStringLiteral("REQ: %1").arg(hex);
-    journal(QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(hex));
+    qDebug().noquote() << QLatin1String("REQ: ") + hex;
+    journal(QLatin1String("INFO: [CConnectionHandler] REQ: < ") + hex + QLatin1String(" >"));
     if (m_held)
         return;
     answerFrames();
@@ -153,7 +153,8 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
         reply = exceptionAnswer(mbap, header);
     }
     const bool mayContinue = m_sender(reply);
-    journal(QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(reply.toHex())));
+    journal(QLatin1String("INFO: [CConnectionHandler] ANS: < ") + QString::fromLatin1(reply.toHex())
+            + QLatin1String(" >"));
     if (m_source.journaled)
         CStatusBoard::getInstance()->requestAnswered();
     return mayContinue;
@@ -169,7 +170,10 @@ QByteArray CModbusFraming::answer(const SModbusMBAP &mbap, const SModbusTcpPacke
     result.append(char(header.unitId));
     result.append(char(header.functionCode));
     result.append(char(byteCount & 0xFF));
-    for (auto it = data.cbegin(); it != data.cend(); ++it)
-        appendWord(result, it.value());
+    // The words go straight into place: a byte at a time cost more than the rest of the answer.
+    result.resize(kAnswerHeadSize + byteCount);
+    uchar *word = reinterpret_cast<uchar *>(result.data()) + kAnswerHeadSize;
+    for (auto it = data.cbegin(); it != data.cend(); ++it, word += 2)
+        qToBigEndian(it.value(), word);
     return result;
 }
