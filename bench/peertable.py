@@ -124,6 +124,13 @@ def peak_rss_mib(pid):
     return float("nan")
 
 
+def cpu_seconds(pid):
+    """User plus system time of a whole process so far."""
+    with open("/proc/%d/stat" % pid) as stat:
+        fields = stat.read().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
 def load(build_dir, port, clients, seconds):
     result = subprocess.run([os.path.join(build_dir, "bench", "bench_modbusload"), "client", str(port),
                              str(clients), str(seconds)], capture_output=True, text=True, timeout=seconds + 60)
@@ -151,11 +158,15 @@ def peer_table(build_dir, node_path, rounds, seconds):
                 raise RuntimeError("%s did not start" % name)
         names = list(servers)
         rates = {(name, clients): [] for name in names for clients in CLIENT_COUNTS}
+        costs = {key: [] for key in rates}
         for round_number in range(rounds):
             order = names[round_number % len(names):] + names[:round_number % len(names)]
             for clients in CLIENT_COUNTS:
                 for name in order:
-                    rates[(name, clients)].append(load(build_dir, ports[name], clients, seconds))
+                    before = cpu_seconds(servers[name].pid)
+                    rate = load(build_dir, ports[name], clients, seconds)
+                    rates[(name, clients)].append(rate)
+                    costs[(name, clients)].append((cpu_seconds(servers[name].pid) - before) / (rate * seconds) * 1e6)
     finally:
         for process in servers.values():
             stop(process)
@@ -173,6 +184,14 @@ def peer_table(build_dir, node_path, rounds, seconds):
             clients, q, median[("libmodbus", clients)], median[("pymodbus", clients)],
             median[("jsmodbus", clients)], q / median[("pymodbus", clients)],
             q / median[("jsmodbus", clients)], q / median[("libmodbus", clients)]))
+    # What a request costs the server, whichever core it ran on: the figure to
+    # set beside bench_requestfloor's least cost of the work every request does.
+    print("Server CPU time (user + system) per request, µs, median")
+    print("| Clients | Quillbar | libmodbus | pymodbus | jsmodbus |")
+    print("|---|---|---|---|---|")
+    for clients in CLIENT_COUNTS:
+        print("| %d | %s |" % (clients, " | ".join("%.1f" % statistics.median(costs[(name, clients)])
+                                                   for name in names)))
     for clients in CLIENT_COUNTS:
         print("rounds, %d client(s): %s" % (clients, "; ".join(
             "%s %s" % (name, " ".join("%.0f" % r for r in rates[(name, clients)])) for name in names)))
