@@ -136,7 +136,6 @@ qint64 integerColumn(sqlite3_stmt *statement, int column)
     }
 }
 
-// The column's text as UTF-8, decoded from hexadecimal; NULL reads as nothing.
 int hexDigit(char digit)
 {
     if (digit >= '0' && digit <= '9')
@@ -150,9 +149,9 @@ int hexDigit(char digit)
 
 using ValueBytes = QVarLengthArray<char, 32>;
 
-// The bytes of a stored hex text, as QByteArray::fromHex reads them. The
-// values the program stores are even runs of digits and are read here with no
-// allocation; anything else takes the long way.
+// The bytes of a stored hex text, as QByteArray::fromHex reads them; NULL
+// reads as nothing. The values the program stores are even runs of digits and
+// are read here with no allocation; anything else takes the long way.
 QByteArrayView hexColumn(sqlite3_stmt *statement, int column, ValueBytes &bytes)
 {
     const char *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
