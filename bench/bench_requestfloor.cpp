@@ -104,7 +104,8 @@ void BenchRequestFloor::initTestCase()
                             QString()});
     QVERIFY(store->registerNewDevice(device, ProtocolOption::ModBus));
 
-    QCOMPARE(sqlite3_open_v2(FileName::database.toUtf8().constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+    QCOMPARE(sqlite3_open_v2(FileName::database.toUtf8().constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr),
+             SQLITE_OK);
     QCOMPARE(sqlite3_exec(m_db, "UPDATE dev_data SET full_value=printf('%04x', reg_addr);", nullptr, nullptr,
                           nullptr),
              SQLITE_OK);
