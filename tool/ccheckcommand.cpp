@@ -22,26 +22,16 @@ QString row(const QStringList &cells)
 
 } // namespace
 
-QString CCheckCommand::name() const
+CCheckCommand::CCheckCommand()
+    : CSubCommand({
+        QStringLiteral("check"),
+        QStringLiteral("Check the templates of a folder as Quillbar loads them."),
+        QStringLiteral("Load the templates of a folder as Quillbar does and report what is accepted, refused "
+                       "or likely wrong. Exit code 0 when all is accepted without warning, 1 when anything is "
+                       "refused or warned about, 2 on a wrong command line."),
+        QStringLiteral("[FOLDER]")
+    })
 {
-    return QStringLiteral("check");
-}
-
-QString CCheckCommand::summary() const
-{
-    return QStringLiteral("Check the templates of a folder as Quillbar loads them.");
-}
-
-QString CCheckCommand::description() const
-{
-    return QStringLiteral("Load the templates of a folder as Quillbar does and report what is accepted, refused "
-                          "or likely wrong. Exit code 0 when all is accepted without warning, 1 when anything is "
-                          "refused or warned about, 2 on a wrong command line.");
-}
-
-QString CCheckCommand::synopsis() const
-{
-    return QStringLiteral("[FOLDER]");
 }
 
 void CCheckCommand::configure(QCommandLineParser &parser) const

@@ -11,10 +11,7 @@
 class CCheckCommand : public CSubCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
-    QString description() const override;
-    QString synopsis() const override;
+    CCheckCommand();
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
 

@@ -39,26 +39,16 @@ std::optional<QByteArray> parseHex(QString text)
 
 } // namespace
 
-QString CDecodeCommand::name() const
+CDecodeCommand::CDecodeCommand()
+    : CSubCommand({
+        QStringLiteral("decode"),
+        QStringLiteral("Decode one payload with a template as Quillbar does."),
+        QStringLiteral("Decode one payload with a template as Quillbar does and print each register a ModBus "
+                       "client would read: address, word in hexadecimal and decimal, name, and the whole value "
+                       "of a wide register. Exit code 1 when the template or the payload is refused."),
+        QStringLiteral("TEMPLATE.json PAYLOAD_HEX")
+    })
 {
-    return QStringLiteral("decode");
-}
-
-QString CDecodeCommand::summary() const
-{
-    return QStringLiteral("Decode one payload with a template as Quillbar does.");
-}
-
-QString CDecodeCommand::description() const
-{
-    return QStringLiteral("Decode one payload with a template as Quillbar does and print each register a ModBus "
-                          "client would read: address, word in hexadecimal and decimal, name, and the whole value "
-                          "of a wide register. Exit code 1 when the template or the payload is refused.");
-}
-
-QString CDecodeCommand::synopsis() const
-{
-    return QStringLiteral("TEMPLATE.json PAYLOAD_HEX");
 }
 
 void CDecodeCommand::configure(QCommandLineParser &parser) const

@@ -13,10 +13,7 @@ class CStoreReader;
 class CDecodeCommand : public CSubCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
-    QString description() const override;
-    QString synopsis() const override;
+    CDecodeCommand();
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
 

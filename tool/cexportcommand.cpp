@@ -26,26 +26,16 @@ QString numberText(double value)
 
 } // namespace
 
-QString CExportCommand::name() const
+CExportCommand::CExportCommand()
+    : CSubCommand({
+        QStringLiteral("export"),
+        QStringLiteral("Print the stored devices (or their scaling) in the import format."),
+        QStringLiteral("Print the stored devices as DEVICES.csv for import; with --registers, print instead "
+                       "the registers whose multiplier, offset or unit differ from 1, 0 and none, as "
+                       "REGISTERS.csv. The register file is opened read-only."),
+        QString()
+    })
 {
-    return QStringLiteral("export");
-}
-
-QString CExportCommand::summary() const
-{
-    return QStringLiteral("Print the stored devices (or their scaling) in the import format.");
-}
-
-QString CExportCommand::description() const
-{
-    return QStringLiteral("Print the stored devices as DEVICES.csv for import; with --registers, print instead "
-                          "the registers whose multiplier, offset or unit differ from 1, 0 and none, as "
-                          "REGISTERS.csv. The register file is opened read-only.");
-}
-
-QString CExportCommand::synopsis() const
-{
-    return QString();
 }
 
 void CExportCommand::configure(QCommandLineParser &parser) const

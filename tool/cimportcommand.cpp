@@ -63,28 +63,18 @@ std::optional<SCsvFile> readCsv(const QString &path, const QStringList &header, 
 
 } // namespace
 
-QString CImportCommand::name() const
+CImportCommand::CImportCommand()
+    : CSubCommand({
+        QStringLiteral("import"),
+        QStringLiteral("Store devices and their scaling from CSV files, all or none."),
+        QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr,kind) with the "
+                       "registers of their templates, and with --registers the scaling of REGISTERS.csv "
+                       "(dev_eui,address,multiplier,offset,unit; the address as map prints it). Every row "
+                       "is checked first: if any is refused, nothing is written and each refused row is "
+                       "listed. A missing server.db is made with the program's schema."),
+        QStringLiteral("DEVICES.csv")
+    })
 {
-    return QStringLiteral("import");
-}
-
-QString CImportCommand::summary() const
-{
-    return QStringLiteral("Store devices and their scaling from CSV files, all or none.");
-}
-
-QString CImportCommand::description() const
-{
-    return QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr,kind) with the "
-                          "registers of their templates, and with --registers the scaling of REGISTERS.csv "
-                          "(dev_eui,address,multiplier,offset,unit; the address as map prints it). Every row "
-                          "is checked first: if any is refused, nothing is written and each refused row is "
-                          "listed. A missing server.db is made with the program's schema.");
-}
-
-QString CImportCommand::synopsis() const
-{
-    return QStringLiteral("DEVICES.csv");
 }
 
 void CImportCommand::configure(QCommandLineParser &parser) const

@@ -8,10 +8,7 @@
 class CImportCommand : public CSubCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
-    QString description() const override;
-    QString synopsis() const override;
+    CImportCommand();
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
 

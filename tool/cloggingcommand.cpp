@@ -25,26 +25,16 @@ constexpr double kSecondsPerHour = 3600;
 
 } // namespace
 
-QString CLoggingCommand::name() const
+CLoggingCommand::CLoggingCommand()
+    : CSubCommand({
+        QStringLiteral("logging"),
+        QStringLiteral("Show or set the log keeping (on or off, number and size of files)."),
+        QStringLiteral("Set the log keeping of the settings dialog in settings.conf. With no option, print "
+                       "the current values and how long history.log keeps its history at one ModBus poll a "
+                       "second."),
+        QString()
+    })
 {
-    return QStringLiteral("logging");
-}
-
-QString CLoggingCommand::summary() const
-{
-    return QStringLiteral("Show or set the log keeping (on or off, number and size of files).");
-}
-
-QString CLoggingCommand::description() const
-{
-    return QStringLiteral("Set the log keeping of the settings dialog in settings.conf. With no option, print "
-                          "the current values and how long history.log keeps its history at one ModBus poll a "
-                          "second.");
-}
-
-QString CLoggingCommand::synopsis() const
-{
-    return QString();
 }
 
 void CLoggingCommand::configure(QCommandLineParser &parser) const

@@ -37,26 +37,16 @@ QString readLine()
 
 } // namespace
 
-QString CLoginCommand::name() const
+CLoginCommand::CLoginCommand()
+    : CSubCommand({
+        QStringLiteral("login"),
+        QStringLiteral("Store the network server login for the program's next start."),
+        QStringLiteral("Store the network server's address, port, login and password in settings.conf, and "
+                       "with --scheme the scheme of the connection. The password is read as one line from "
+                       "standard input, or prompted for without echo on a terminal."),
+        QString()
+    })
 {
-    return QStringLiteral("login");
-}
-
-QString CLoginCommand::summary() const
-{
-    return QStringLiteral("Store the network server login for the program's next start.");
-}
-
-QString CLoginCommand::description() const
-{
-    return QStringLiteral("Store the network server's address, port, login and password in settings.conf, and "
-                          "with --scheme the scheme of the connection. The password is read as one line from "
-                          "standard input, or prompted for without echo on a terminal.");
-}
-
-QString CLoginCommand::synopsis() const
-{
-    return QString();
 }
 
 void CLoginCommand::configure(QCommandLineParser &parser) const

@@ -8,10 +8,7 @@
 class CLoginCommand : public CSubCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
-    QString description() const override;
-    QString synopsis() const override;
+    CLoginCommand();
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
 

@@ -42,27 +42,17 @@ QStringList statusRow(quint16 port, quint32 address, quint16 width, const QStrin
 
 } // namespace
 
-QString CMapCommand::name() const
+CMapCommand::CMapCommand()
+    : CSubCommand({
+        QStringLiteral("map"),
+        QStringLiteral("Export the register map of the register file as CSV."),
+        QStringLiteral("Print the register map of every stored device as CSV: port, address, registers, "
+                       "device, register, unit, data type and scaling, then the TCP devices with their ports, "
+                       "then the status registers when the settings.conf beside the register file sets their "
+                       "port. The register file is opened read-only."),
+        QStringLiteral("[DB]")
+    })
 {
-    return QStringLiteral("map");
-}
-
-QString CMapCommand::summary() const
-{
-    return QStringLiteral("Export the register map of the register file as CSV.");
-}
-
-QString CMapCommand::description() const
-{
-    return QStringLiteral("Print the register map of every stored device as CSV: port, address, registers, "
-                          "device, register, unit, data type and scaling, then the TCP devices with their ports, "
-                          "then the status registers when the settings.conf beside the register file sets their "
-                          "port. The register file is opened read-only.");
-}
-
-QString CMapCommand::synopsis() const
-{
-    return QStringLiteral("[DB]");
 }
 
 void CMapCommand::configure(QCommandLineParser &parser) const

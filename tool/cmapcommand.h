@@ -11,10 +11,7 @@ class CTableWriter;
 class CMapCommand : public CSubCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
-    QString description() const override;
-    QString synopsis() const override;
+    CMapCommand();
     void configure(QCommandLineParser &parser) const override;
     int run(const QCommandLineParser &parser, SToolStreams &streams) override;
 

@@ -17,25 +17,15 @@ struct SFoundDevice
 
 } // namespace
 
-QString CRemoveCommand::name() const
+CRemoveCommand::CRemoveCommand()
+    : CSubCommand({
+        QStringLiteral("remove"),
+        QStringLiteral("Remove one stored device and its registers."),
+        QStringLiteral("Remove the device with the DevEUI (any letter case) from server.db, with its registers, "
+                       "as the window's delete does."),
+        QStringLiteral("DEVEUI")
+    })
 {
-    return QStringLiteral("remove");
-}
-
-QString CRemoveCommand::summary() const
-{
-    return QStringLiteral("Remove one stored device and its registers.");
-}
-
-QString CRemoveCommand::description() const
-{
-    return QStringLiteral("Remove the device with the DevEUI (any letter case) from server.db, with its registers, "
-                          "as the window's delete does.");
-}
-
-QString CRemoveCommand::synopsis() const
-{
-    return QStringLiteral("DEVEUI");
 }
 
 void CRemoveCommand::configure(QCommandLineParser &parser) const

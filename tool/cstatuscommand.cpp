@@ -15,26 +15,16 @@ const QString kPort = QStringLiteral("port");
 
 } // namespace
 
-QString CStatusCommand::name() const
+CStatusCommand::CStatusCommand()
+    : CSubCommand({
+        QStringLiteral("status"),
+        QStringLiteral("Show or set the port of the status registers."),
+        QStringLiteral("Set the port on which the program serves its status registers over ModBus-TCP, in "
+                       "settings.conf; --port 0 turns them off. A port that a stored device publishes on is "
+                       "refused, as the program would refuse it. With no option, print the current port."),
+        QString()
+    })
 {
-    return QStringLiteral("status");
-}
-
-QString CStatusCommand::summary() const
-{
-    return QStringLiteral("Show or set the port of the status registers.");
-}
-
-QString CStatusCommand::description() const
-{
-    return QStringLiteral("Set the port on which the program serves its status registers over ModBus-TCP, in "
-                          "settings.conf; --port 0 turns them off. A port that a stored device publishes on is "
-                          "refused, as the program would refuse it. With no option, print the current port.");
-}
-
-QString CStatusCommand::synopsis() const
-{
-    return QString();
 }
 
 void CStatusCommand::configure(QCommandLineParser &parser) const

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QTextStream>
 
+#include <utility>
+
 // Exit codes shared by every sub-command.
 enum EToolExit {
     ExitClean = 0,      // done, nothing to report
@@ -18,20 +20,34 @@ struct SToolStreams
     QTextStream &err;
 };
 
+// What a sub-command says of itself: fixed texts, so plain data.
+struct SCommandText
+{
+    QString name;
+    // One line for the list of commands.
+    QString summary;
+    // What --help of the sub-command says above its options.
+    QString description;
+    // The positional arguments as the usage line shows them.
+    QString synopsis;
+};
+
 // One sub-command of quillbar-tool: its own options and positional arguments,
 // and its run on the parsed command line.
 class CSubCommand
 {
 public:
+    explicit CSubCommand(SCommandText text)
+        : m_text(std::move(text))
+    {
+    }
     virtual ~CSubCommand() = default;
 
-    virtual QString name() const = 0;
-    // One line for the list of commands.
-    virtual QString summary() const = 0;
-    // What --help of the sub-command says above its options.
-    virtual QString description() const = 0;
-    // The positional arguments as the usage line shows them.
-    virtual QString synopsis() const = 0;
+    const QString &name() const { return m_text.name; }
+    const QString &summary() const { return m_text.summary; }
+    const QString &description() const { return m_text.description; }
+    const QString &synopsis() const { return m_text.synopsis; }
+
     virtual void configure(QCommandLineParser &parser) const = 0;
     virtual int run(const QCommandLineParser &parser, SToolStreams &streams) = 0;
 
@@ -42,4 +58,7 @@ protected:
         streams.err << QStringLiteral("quillbar-tool %1: %2").arg(name(), message) << Qt::endl;
         return code;
     }
+
+private:
+    SCommandText m_text;
 };
