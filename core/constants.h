@@ -432,6 +432,9 @@ enum EField {
     TcpDevices = 13,
     ListenersNotOpen = 14,
     ConnectionsLost = 15,
+    UplinksWaiting = 17,
+    UplinksDelayed = 18,
+    UplinksDropped = 20,
 };
 
 struct SField
@@ -453,6 +456,9 @@ inline const QList<SField> kFields = {
     {TcpDevices, 1, QStringLiteral("TCP devices published")},
     {ListenersNotOpen, 1, QStringLiteral("listeners that could not open their port")},
     {ConnectionsLost, 2, QStringLiteral("server connections lost")},
+    {UplinksWaiting, 1, QStringLiteral("uplinks waiting for the register file")},
+    {UplinksDelayed, 2, QStringLiteral("uplinks that waited for the register file")},
+    {UplinksDropped, 2, QStringLiteral("uplinks dropped while the register file was busy")},
 };
 } // namespace StatusBlock
 

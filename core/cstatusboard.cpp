@@ -9,7 +9,7 @@
 
 namespace {
 constexpr qint64 kMsPerSecond = 1000;
-constexpr quint16 kFixedBlockEnd = StatusBlock::ConnectionsLost + 2;
+constexpr quint16 kFixedBlockEnd = StatusBlock::UplinksDropped + 2;
 
 quint16 highWord(quint32 value)
 {
@@ -77,6 +77,21 @@ void CStatusBoard::setPublishedDevices(int modbusDevices, int tcpDevices)
 void CStatusBoard::changeListenersNotOpen(int delta)
 {
     m_listenersNotOpen = std::max(0, m_listenersNotOpen + delta);
+}
+
+void CStatusBoard::setUplinksWaiting(int waiting)
+{
+    m_uplinksWaiting = quint32(std::max(0, waiting));
+}
+
+void CStatusBoard::uplinkDelayed()
+{
+    ++m_uplinksDelayed;
+}
+
+void CStatusBoard::uplinkDropped()
+{
+    ++m_uplinksDropped;
 }
 
 void CStatusBoard::setStoredDevices(const QList<DB::SDeviceLastStored> &devices)
@@ -159,6 +174,12 @@ quint32 CStatusBoard::fieldValue(int field, qint64 now) const
         return quint32(m_listenersNotOpen);
     case StatusBlock::ConnectionsLost:
         return m_connectionsLost;
+    case StatusBlock::UplinksWaiting:
+        return m_uplinksWaiting;
+    case StatusBlock::UplinksDelayed:
+        return m_uplinksDelayed;
+    case StatusBlock::UplinksDropped:
+        return m_uplinksDropped;
     default:
         return 0;
     }

@@ -7,12 +7,13 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 
 // The live health of the running program, as the status registers show it:
 // counters and times kept in memory only, so that answering them never
 // touches the store. Every part of the data path reports here from the main
-// thread.
+// thread, but for the store's backlog, which its own thread reports.
 class CStatusBoard
 {
 public:
@@ -31,6 +32,11 @@ public:
     void connectionLost();
     void setPublishedDevices(int modbusDevices, int tcpDevices);
     void changeListenersNotOpen(int delta);
+
+    // Uplinks that wait for a busy register file; any thread.
+    void setUplinksWaiting(int waiting);
+    void uplinkDelayed();
+    void uplinkDropped();
 
     // The stored ModBus devices in ascending device id order, with their last
     // stored uplink as the store has it; replaces what was known.
@@ -62,6 +68,9 @@ private:
     int m_modbusDevices = 0;
     int m_tcpDevices = 0;
     int m_listenersNotOpen = 0;
+    std::atomic<quint32> m_uplinksWaiting{0};
+    std::atomic<quint32> m_uplinksDelayed{0};
+    std::atomic<quint32> m_uplinksDropped{0};
     QStringList m_deviceOrder;
     QHash<QString, qint64> m_lastStoredMs;      // absent or 0: none yet
 };

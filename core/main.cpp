@@ -20,6 +20,10 @@
 #include <clocale>
 #include <cstdlib>
 
+namespace {
+constexpr int kStoreAtEndMs = 5000;
+} // namespace
+
 int main(int argc, char *argv[])
 {
     setlocale(LC_ALL, "");
@@ -75,5 +79,13 @@ int main(int argc, char *argv[])
     MainWindow window;
     allDeviceHandler->openStatusPort(CSettings::readValue(SettingsKey::statusPort));
     window.show();
-    return app.exec();
+    const int exitCode = app.exec();
+
+    // Uplinks still on their way to the file are stored before the end, each
+    // whole, as far as the file lets them in a few seconds.
+    QMetaObject::invokeMethod(dataBaseHandler, "storeWaitingUplinks", Qt::BlockingQueuedConnection,
+                              Q_ARG(int, kStoreAtEndMs));
+    dataBaseThread->quit();
+    dataBaseThread->wait();
+    return exitCode;
 }

@@ -5,14 +5,18 @@
 #include "database/registerwords.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QThread>
 #include <QVarLengthArray>
 #include <QVariant>
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <map>
+#include <mutex>
 
 namespace {
 const QString kDriver = QStringLiteral("QSQLITE");
@@ -26,6 +30,26 @@ enum ERegisterColumn {
 constexpr int kParentRow = 1;
 // Far above the ranges a plant's clients poll; past it the compiled reads start over.
 constexpr int kMaxCompiledQueries = 256;
+
+// The window's and the tool's operations: long enough for a write of the
+// program's own, short enough not to stall the ModBus clients for long.
+constexpr int kDefaultBusyWaitMs = 1000;
+// An uplink asks for the file briefly and comes back later, so that the reads
+// of the clients go on meanwhile.
+constexpr int kWriteAttemptWaitMs = 20;
+constexpr int kWriteRetryMs = 250;
+// A commit waits for the readers of other programs to finish theirs.
+constexpr int kCommitWaitMs = 1000;
+// A few minutes of uplinks of a large site.
+constexpr int kMaxWaitingUplinks = 1000;
+constexpr int kStartProbeWaitMs = 1000;
+constexpr int kStartRetryMs = 500;
+
+bool isBusy(int result)
+{
+    const int primary = result & 0xFF;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
+}
 
 const QString kDevicesFormat = QStringLiteral(
         "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
@@ -184,6 +208,12 @@ QString readSql(quint32 port, quint32 first, quint32 last)
 
 CDataBaseHandler *CDataBaseHandler::m_instance = nullptr;
 bool CDataBaseHandler::databaseStartFailed = false;
+int CDataBaseHandler::m_startWaitMs = -1;
+
+void CDataBaseHandler::setStartWait(int milliseconds)
+{
+    m_startWaitMs = milliseconds;
+}
 
 CDataBaseHandler *CDataBaseHandler::getInstance()
 {
@@ -197,20 +227,109 @@ CDataBaseHandler *CDataBaseHandler::getInstance()
     return m_instance;
 }
 
-CDataBaseHandler::CDataBaseHandler()
+namespace {
+QString openFailure(const QString &error)
 {
+    return QStringLiteral("CRITICAL_ERROR! Data base hasn't been created/opened! Error_text[%1]. "
+                          "DataBaseHandler is not running!")
+            .arg(error);
+}
+} // namespace
+
+CDataBaseHandler::CDataBaseHandler()
+    : m_busyWaitMs(kDefaultBusyWaitMs)
+    , m_backlog(kMaxWaitingUplinks)
+    , m_retryTimer(this)
+{
+    m_retryTimer.setSingleShot(true);
+    m_retryTimer.setInterval(kWriteRetryMs);
+    connect(&m_retryTimer, &QTimer::timeout, this, &CDataBaseHandler::storeBacklog);
+
     m_db = QSqlDatabase::addDatabase(kDriver, DbName::connection);
     m_db.setDatabaseName(FileName::database);
     if (!m_db.open()) {
-        failStart(QStringLiteral("CRITICAL_ERROR! Data base hasn't been created/opened! Error_text[%1]. "
-                                 "DataBaseHandler is not running!")
-                          .arg(m_db.lastError().text()));
+        failStart(openFailure(m_db.lastError().text()));
         return;
     }
+    if (!waitForFile())
+        return;
 
     QSqlQuery query(m_db);
-    if (createTables(query))
-        createIndexes(query);
+    if (!createTables(query))
+        return;
+    createIndexes(query);
+    reportReadOnly();
+}
+
+// Another program may hold the file locked at start (an import, a backup):
+// the devices are published once it frees, not left out for the whole run.
+bool CDataBaseHandler::waitForFile()
+{
+    useBusyWait(m_startWaitMs >= 0 ? qMin(m_startWaitMs, kStartProbeWaitMs) : kStartProbeWaitMs);
+    QElapsedTimer waited;
+    waited.start();
+    bool told = false;
+    for (int result = execute("SELECT count(*) FROM sqlite_master;"); isBusy(result);
+         result = execute("SELECT count(*) FROM sqlite_master;")) {
+        const QString cause = QString::fromUtf8(sqlite3_errstr(result));
+        if (m_startWaitMs >= 0 && waited.elapsed() >= m_startWaitMs) {
+            failStart(openFailure(cause));
+            return false;
+        }
+        if (!told) {
+            told = true;
+            CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler] The register file is held by another "
+                                            "program (%1): waiting for it before the devices are published.")
+                                     .arg(cause),
+                             CLogFile::LogError, true);
+        }
+        QThread::msleep(kStartRetryMs);
+    }
+    if (told)
+        CLogFile::addLog(QStringLiteral("INFO: [CDataBaseHandler] The register file is free: starting."));
+    useBusyWait(m_busyWaitMs);
+    return true;
+}
+
+void CDataBaseHandler::reportReadOnly()
+{
+    sqlite3 *handle = connectionHandle();
+    if (handle && sqlite3_db_readonly(handle, "main") == 1) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler] The register file cannot be written (%1): "
+                                        "uplinks are not stored.")
+                                 .arg(QString::fromUtf8(sqlite3_errstr(SQLITE_READONLY))),
+                         CLogFile::LogError, true);
+    }
+}
+
+void CDataBaseHandler::setBusyWait(int milliseconds)
+{
+    QMutexLocker locker(&m_mutex);
+    m_busyWaitMs = milliseconds;
+}
+
+void CDataBaseHandler::useBusyWait(int milliseconds)
+{
+    if (milliseconds == m_busyWaitSet)
+        return;
+    sqlite3 *handle = connectionHandle();
+    if (!handle)
+        return;
+    sqlite3_busy_timeout(handle, milliseconds);
+    m_busyWaitSet = milliseconds;
+}
+
+int CDataBaseHandler::execute(const char *sql)
+{
+    sqlite3 *handle = connectionHandle();
+    return handle ? sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;
+}
+
+void CDataBaseHandler::rollback()
+{
+    sqlite3 *handle = connectionHandle();
+    if (handle && !sqlite3_get_autocommit(handle))
+        sqlite3_exec(handle, "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
 void CDataBaseHandler::failStart(const QString &message)
@@ -229,29 +348,29 @@ bool CDataBaseHandler::checkColumnCount(const QStringList &columns, int expected
     return false;
 }
 
-void CDataBaseHandler::createTable(QSqlQuery &query, const QString &table, const QString &sql)
+// Without its tables the bridge would run with nothing to serve: the start
+// fails, and the program ends so that its service starts it again.
+bool CDataBaseHandler::createTableOrFail(QSqlQuery &query, const QString &table, const QString &sql)
 {
-    if (!query.exec(sql))
-        CLogFile::addLog(QStringLiteral("ERROR! Table \"%1\" is not created!").arg(table), CLogFile::LogInfo, true);
+    if (query.exec(sql))
+        return true;
+    CLogFile::addLog(QStringLiteral("ERROR! Table \"%1\" is not created!").arg(table), CLogFile::LogInfo, true);
+    failStart(openFailure(query.lastError().databaseText()));
+    return false;
 }
 
 bool CDataBaseHandler::createTables(QSqlQuery &query)
 {
-    if (!checkColumnCount(kDeviceColumns, DevColumnCount, DbName::deviceTable))
-        return false;
-    createTable(query, DbName::deviceTable,
-                fill(kDevicesFormat, QStringList(DbName::deviceTable) + kDeviceColumns));
-
-    if (!checkColumnCount(kDeviceColumns, DevColumnCount, DbName::tcpDeviceTable))
-        return false;
-    createTable(query, DbName::tcpDeviceTable,
-                fill(kTcpDevicesFormat, QStringList(DbName::tcpDeviceTable) + kDeviceColumns.mid(0, DevStartAddr)));
-
-    if (!checkColumnCount(kRegisterColumns, RegColumnCount, DbName::registerTable))
-        return false;
-    createTable(query, DbName::registerTable,
-                fill(kRegistersFormat, QStringList(DbName::registerTable) + kRegisterColumns));
-    return true;
+    return checkColumnCount(kDeviceColumns, DevColumnCount, DbName::deviceTable)
+            && createTableOrFail(query, DbName::deviceTable,
+                                 fill(kDevicesFormat, QStringList(DbName::deviceTable) + kDeviceColumns))
+            && checkColumnCount(kDeviceColumns, DevColumnCount, DbName::tcpDeviceTable)
+            && createTableOrFail(query, DbName::tcpDeviceTable,
+                                 fill(kTcpDevicesFormat,
+                                      QStringList(DbName::tcpDeviceTable) + kDeviceColumns.mid(0, DevStartAddr)))
+            && checkColumnCount(kRegisterColumns, RegColumnCount, DbName::registerTable)
+            && createTableOrFail(query, DbName::registerTable,
+                                 fill(kRegistersFormat, QStringList(DbName::registerTable) + kRegisterColumns));
 }
 
 // The first failure ends the run: later indexes and tables are skipped.
@@ -280,6 +399,7 @@ void CDataBaseHandler::createIndexes(QSqlQuery &query)
 bool CDataBaseHandler::registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     const QString &table = tableFor(protocol);
     if (!isNewDevice(table, device.devEui) || !insertDevice(table, device, protocol))
         return false;
@@ -394,6 +514,7 @@ bool CDataBaseHandler::insertRegisters(quint32 deviceId, const DB::SDeviceRegMap
 bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
     const QString id = QString::number(deviceId);
     QSqlQuery query(m_db);
@@ -411,6 +532,7 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
 QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     const QString filter = search.isEmpty()
             ? QString()
             : QStringLiteral("WHERE %1 LIKE \"%%2%\"").arg(dev(DevName)).arg(search);
@@ -431,6 +553,7 @@ QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption pro
 QSqlQuery CDataBaseHandler::getRegisters(quint32 deviceId)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     QSqlQuery query(m_db);
     if (!query.exec(QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4=1 ORDER BY %5 ASC;")
                             .arg(DbName::registerTable, reg(RegDevice), QString::number(deviceId),
@@ -443,6 +566,7 @@ QSqlQuery CDataBaseHandler::getRegisters(quint32 deviceId)
 QList<DB::SDeviceLastStored> CDataBaseHandler::lastStoredTimes()
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     QList<DB::SDeviceLastStored> devices;
     const QString sql = fill(QStringLiteral("SELECT d.%3, MAX(r.%4) FROM %1 d LEFT JOIN %2 r ON r.%5 = d.%6 "
                                             "GROUP BY d.%6 ORDER BY d.%6;"),
@@ -461,6 +585,7 @@ QList<DB::SDeviceLastStored> CDataBaseHandler::lastStoredTimes()
 QStringList CDataBaseHandler::getRegisteredDevices(ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     QStringList devEuis;
     QSqlQuery query(m_db);
     if (!query.exec(QStringLiteral("SELECT %2 FROM %1;").arg(tableFor(protocol), dev(DevEui)))) {
@@ -480,27 +605,57 @@ bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
     }
 
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    const int begun = execute("BEGIN IMMEDIATE;");
+    EWriteOutcome outcome = begun == SQLITE_OK ? writeValues(regData) : writeFailure(begun, QString());
+    if (outcome == EWriteOutcome::Stored) {
+        const int committed = execute("COMMIT;");
+        if (committed != SQLITE_OK)
+            outcome = writeFailure(committed, QString());
+    }
+    if (outcome != EWriteOutcome::Stored)
+        rollback();
+    if (outcome == EWriteOutcome::Busy) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] The register file is busy "
+                                        "(%1): the values are not stored.")
+                                 .arg(m_failureCause),
+                         CLogFile::LogError);
+    }
+    noteWritten(outcome);
+    return outcome == EWriteOutcome::Stored;
+}
+
+// The rows of one uplink, inside the caller's transaction; the first failure
+// ends it, so that the caller can roll the whole uplink back.
+CDataBaseHandler::EWriteOutcome CDataBaseHandler::writeValues(const DB::SDbDeviceRegDataSet &regData)
+{
+    if (regData.regs.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("INFO: [CDataBaseHandler::saveRegisterData] Empty input data"));
+        return EWriteOutcome::Refused;
+    }
     QSqlQuery query(m_db);
     if (!query.exec(kSelectDeviceIdFormat.arg(DbName::deviceTable, dev(DevDevice), dev(DevEui), regData.devEui))) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [1]"));
-        return false;
+        const EWriteOutcome outcome = writeFailure(query.lastError().nativeErrorCode().toInt(),
+                                                   query.lastError().databaseText());
+        if (outcome == EWriteOutcome::Failed)
+            CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [1]"));
+        return outcome;
     }
     if (!query.next()) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [%1]")
                                  .arg(regData.devEui));
-        return false;
+        return EWriteOutcome::Refused;
     }
     const quint32 deviceId = query.value(0).toUInt();
     if (deviceId == 0) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Uncknown DevEUI [ID=0] [%1]")
                                  .arg(regData.devEui));
-        return false;
+        return EWriteOutcome::Refused;
     }
 
     const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegValue), reg(RegFullValue),
                                                   reg(RegTime), reg(RegDevice), reg(RegAddr));
     query.prepare(sql);
-    bool stored = true;
     for (const DB::SDbRegValue &value : regData.regs) {
         const quint32 address = regData.startAddr + value.regOffset;
         query.bindValue(placeholder(reg(RegValue)), value.value);
@@ -510,23 +665,157 @@ bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
         query.bindValue(placeholder(reg(RegDevice)), deviceId);
         query.bindValue(placeholder(reg(RegAddr)), address);
         if (!query.exec()) {
-            stored = false;
+            const EWriteOutcome outcome = writeFailure(query.lastError().nativeErrorCode().toInt(),
+                                                       query.lastError().databaseText());
+            if (outcome == EWriteOutcome::Busy)
+                return outcome;
             CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] Invalid SQL request [2]"));
             CLogFile::addLog(QStringLiteral("    Query [%1]").arg(sql));
             CLogFile::addLog(QStringLiteral("    Set: deviceId[%1], regAddr[%2]")
                                      .arg(QString::number(deviceId), QString::number(address)));
+            return outcome;
         }
     }
-    return stored;
+    return EWriteOutcome::Stored;
+}
+
+// Busy is the other program's turn, logged by the backlog; anything else is
+// a file that cannot take writes (read-only, full), said once until it can.
+CDataBaseHandler::EWriteOutcome CDataBaseHandler::writeFailure(int result, const QString &cause)
+{
+    sqlite3 *handle = connectionHandle();
+    const int code = handle && result == SQLITE_ERROR ? sqlite3_errcode(handle) : result;
+    m_failureCause = !cause.isEmpty() ? cause
+            : handle                  ? QString::fromUtf8(sqlite3_errmsg(handle))
+                                      : QString::fromUtf8(sqlite3_errstr(code));
+    if (isBusy(code) || isBusy(result))
+        return EWriteOutcome::Busy;
+    if (!m_writeFailing) {
+        m_writeFailing = true;
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] The register file cannot be "
+                                        "written (%1): uplinks are not stored until it can.")
+                                 .arg(m_failureCause),
+                         CLogFile::LogError, true);
+    }
+    return EWriteOutcome::Failed;
+}
+
+void CDataBaseHandler::noteWritten(EWriteOutcome outcome)
+{
+    if (outcome != EWriteOutcome::Stored || !m_writeFailing)
+        return;
+    m_writeFailing = false;
+    CLogFile::addLog(QStringLiteral("INFO: [CDataBaseHandler::saveRegisterData] The register file is written "
+                                    "again."));
+}
+
+void CDataBaseHandler::queueUplink(const DB::SUplinkWrite &write)
+{
+    QMetaObject::invokeMethod(this, [this, write] { appendUplink(write); }, Qt::QueuedConnection);
+}
+
+void CDataBaseHandler::appendUplink(const DB::SUplinkWrite &write)
+{
+    if (std::optional<CUplinkBacklog::SEntry> dropped = m_backlog.append(write)) {
+        if (dropped->write.done)
+            dropped->write.done(false);
+    }
+    // While the file is busy the retry takes the new uplink with the others, in order.
+    if (!m_retryTimer.isActive())
+        storeBacklog();
+}
+
+void CDataBaseHandler::storeBacklog()
+{
+    while (!m_backlog.isEmpty()) {
+        const EWriteOutcome outcome = storeUplink(m_backlog.head());
+        if (outcome == EWriteOutcome::Busy) {
+            m_backlog.busy(m_failureCause);
+            m_retryTimer.start();
+            return;
+        }
+        const CUplinkBacklog::SEntry entry = m_backlog.takeHead();
+        if (entry.values && entry.write.done)
+            entry.write.done(outcome == EWriteOutcome::Stored);
+    }
+    m_backlog.free();
+}
+
+void CDataBaseHandler::storeWaitingUplinks(int waitMs)
+{
+    QElapsedTimer waited;
+    waited.start();
+    m_retryTimer.stop();
+    storeBacklog();
+    while (!m_backlog.isEmpty() && waited.elapsed() < waitMs) {
+        QThread::msleep(kWriteRetryMs);
+        storeBacklog();
+    }
+    m_retryTimer.stop();
+    if (!m_backlog.isEmpty()) {
+        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] %1 uplink(s) could not be "
+                                        "stored before the end.")
+                                 .arg(m_backlog.size()),
+                         CLogFile::LogError, true);
+    }
+}
+
+// One uplink in one transaction: its scaling is read and its rows written
+// while no other program can write, and a stop halfway leaves none of it.
+CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SEntry &entry)
+{
+    QMutexLocker locker(&m_mutex);
+    useBusyWait(kWriteAttemptWaitMs);
+    const int begun = execute("BEGIN IMMEDIATE;");
+    if (begun != SQLITE_OK)
+        return writeFailure(begun, QString());
+    if (!entry.decoded) {
+        bool lookupFailed = false;
+        const QString &devEui = entry.write.devEui;
+        entry.values = entry.write.decode(
+                [this, &devEui, &lookupFailed](quint32 regAddr) { return lookupParam(devEui, regAddr, &lookupFailed); });
+        // Never stored with a scaling that could not be read.
+        if (lookupFailed) {
+            sqlite3 *handle = connectionHandle();
+            const EWriteOutcome outcome = writeFailure(handle ? sqlite3_extended_errcode(handle) : SQLITE_ERROR,
+                                                       QString());
+            rollback();
+            entry.values.reset();
+            return outcome;
+        }
+        entry.decoded = true;
+    }
+    EWriteOutcome outcome = entry.values ? writeValues(*entry.values) : EWriteOutcome::Nothing;
+    if (outcome == EWriteOutcome::Stored) {
+        useBusyWait(kCommitWaitMs);
+        const int committed = execute("COMMIT;");
+        if (committed != SQLITE_OK)
+            outcome = writeFailure(committed, QString());
+    }
+    if (outcome != EWriteOutcome::Stored)
+        rollback();
+    noteWritten(outcome);
+    return outcome;
 }
 
 QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, const quint32 &startAddress,
                                                          const quint32 &count)
 {
-    if (count == 0)
-        return {};
+    return readRegisters(port, startAddress, count, m_busyWaitMs).value_or(QMap<quint16, quint16>());
+}
 
-    QMutexLocker locker(&m_mutex);
+std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 port, quint32 startAddress,
+                                                                      quint32 count, int waitMs)
+{
+    if (count == 0)
+        return QMap<quint16, quint16>();
+
+    QElapsedTimer waited;
+    waited.start();
+    std::unique_lock<QMutex> locker(m_mutex, std::defer_lock);
+    if (!locker.try_lock_for(std::chrono::milliseconds(waitMs)))
+        return std::nullopt;
+    useBusyWait(int(qMax<qint64>(0, waitMs - waited.elapsed())));
     const SReadRange range{port, startAddress, startAddress + count - 1};
     sqlite3_stmt *statement = compiledRead(range);
     int step = statement ? sqlite3_step(statement) : SQLITE_ERROR;
@@ -535,7 +824,7 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
                    readSql(port, range.first, range.last));
         // Compiled anew next time, once the file is readable again.
         dropCompiledRead(range);
-        return {};
+        return std::nullopt;
     }
 
     // Built as a std::map, which takes the zeros in order at its end.
@@ -619,8 +908,17 @@ QSqlQuery &CDataBaseHandler::compiledQuery(const QString &sql)
 
 DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, quint32 regAddr)
 {
-    DB::SRegisterParam param;
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    bool failed = false;
+    return lookupParam(devEui, regAddr, &failed);
+}
+
+// The defaults when the register has no row; a failed read is told apart, so
+// that no value is ever scaled by guesswork.
+DB::SRegisterParam CDataBaseHandler::lookupParam(const QString &devEui, quint32 regAddr, bool *failed)
+{
+    DB::SRegisterParam param;
     const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) "
                                        "AND %1.%6=:%6;")
                                 .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice),
@@ -631,6 +929,7 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
     if (!query.exec()) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Invalid SQL request [1]"), sql);
         m_compiledQueries.remove(sql);
+        *failed = true;
         return param;
     }
     if (query.next()) {
@@ -649,6 +948,7 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
 bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegStartValue), reg(RegGratingPeriod),
                                                   reg(RegUnit), reg(RegDevice), reg(RegAddr));
     QSqlQuery query(m_db);
@@ -670,6 +970,7 @@ bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
 void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)
 {
     QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
     const QString sql = QStringLiteral("UPDATE %1 SET %2=:%2 WHERE %3=:%3;")
                                 .arg(DbName::tcpDeviceTable, dev(DevPort), dev(DevDevice));
     QSqlQuery query(m_db);

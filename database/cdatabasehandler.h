@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/cuplinkbacklog.h"
 #include "database/dbtypes.h"
 
 #include <QHash>
@@ -9,23 +10,40 @@
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QStringList>
+#include <QTimer>
+
+#include <optional>
 
 struct sqlite3;
 struct sqlite3_stmt;
 
 // The one owner of the SQLite file "server.db": ModBus devices with their
-// register rows, and TCP devices. Only saveRegisterData runs on the handler's
-// own thread; every other operation runs on its caller's thread, and one mutex
+// register rows, and TCP devices. Uplinks are stored on the handler's own
+// thread; every other operation runs on its caller's thread, and one mutex
 // serialises all of them on the single shared connection.
+//
+// Other programs may hold the file (the tool, a backup, a browser): an uplink
+// is stored whole in one transaction or waits in memory until the file frees,
+// and a ModBus read gives up after a short bound rather than stall the clients
+// of every port.
 class CDataBaseHandler : public QObject
 {
     Q_OBJECT
 
 public:
+    // How long a ModBus read may wait for the file.
+    static constexpr int kReadWaitMs = 200;
+
     ~CDataBaseHandler() override;
 
     // Null once after a start that failed; the next call tries again.
     static CDataBaseHandler *getInstance();
+    // How long the start waits for a file that another program holds locked,
+    // before it fails; below 0, for as long as it takes. Set before the first
+    // getInstance().
+    static void setStartWait(int milliseconds);
+    // How long the operations of the window and the tool wait for a locked file.
+    void setBusyWait(int milliseconds);
 
     bool registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol);
     bool deleteDevice(quint32 deviceId, ProtocolOption protocol);
@@ -38,6 +56,9 @@ public:
     // stored; a wide value starting inside the range may add later addresses.
     QMap<quint16, quint16> getRegisterData(const quint32 &port, const quint32 &startAddress,
                                            const quint32 &count);
+    // The same, or nothing when the file could not be read within the wait.
+    std::optional<QMap<quint16, quint16>> readRegisters(quint32 port, quint32 startAddress, quint32 count,
+                                                        int waitMs);
     DB::SRegisterParam getRegisterParam(const QString &devEui, quint32 regAddr);
     // False after the first update that failed; the ones before it stay.
     bool updateRegInfo(DB::SDeviceRegUpdate update);
@@ -46,17 +67,45 @@ public:
     // Every ModBus device by ascending device id, with the newest time of its rows.
     QList<DB::SDeviceLastStored> lastStoredTimes();
 
+    // Stores the uplink on the handler's thread, whole or not at all, in the
+    // order given; any thread may call it.
+    void queueUplink(const DB::SUplinkWrite &write);
+    // Stores what waits, trying for at most the given time; on the handler's
+    // thread, the last call before the process ends.
+    Q_INVOKABLE void storeWaitingUplinks(int waitMs);
+
 public slots:
-    // False when the uplink's values could not all be stored.
+    // False when the uplink's values could not all be stored; then none is.
     bool saveRegisterData(DB::SDbDeviceRegDataSet regData);
 
 private:
+    enum class EWriteOutcome {
+        Stored,
+        Nothing,    // the uplink had no values to store
+        Refused,    // logged: an unknown device, no values
+        Busy,       // another program holds the file
+        Failed,     // logged: the file cannot be written
+    };
+
     CDataBaseHandler();
+
+    bool waitForFile();
+    void reportReadOnly();
+    void useBusyWait(int milliseconds);
+    int execute(const char *sql);
+    void rollback();
+    EWriteOutcome writeFailure(int result, const QString &cause);
+    EWriteOutcome storeUplink(CUplinkBacklog::SEntry &entry);
+    EWriteOutcome writeValues(const DB::SDbDeviceRegDataSet &regData);
+    void appendUplink(const DB::SUplinkWrite &write);
+    void storeBacklog();
+    void noteWritten(EWriteOutcome outcome);
+    DB::SRegisterParam lookupParam(const QString &devEui, quint32 regAddr, bool *failed);
 
     void failStart(const QString &message);
     bool checkColumnCount(const QStringList &columns, int expected, const QString &table);
-    void createTable(QSqlQuery &query, const QString &table, const QString &sql);
     bool createTables(QSqlQuery &query);
+    bool createTableOrFail(QSqlQuery &query, const QString &table, const QString &sql);
     void createIndexes(QSqlQuery &query);
 
     bool isNewDevice(const QString &table, const QString &devEui);
@@ -91,7 +140,14 @@ private:
     // running it.
     QHash<QString, QSqlQuery> m_compiledQueries;
     QHash<SReadRange, sqlite3_stmt *> m_compiledReads;
+    int m_busyWaitMs = 0;
+    int m_busyWaitSet = -1;     // what SQLite was last told
+    CUplinkBacklog m_backlog;
+    QTimer m_retryTimer;
+    bool m_writeFailing = false;
+    QString m_failureCause;     // of the last write that failed, SQLite's words
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;
+    static int m_startWaitMs;
 };

@@ -4,6 +4,9 @@
 #include <QMetaType>
 #include <QString>
 
+#include <functional>
+#include <optional>
+
 // Kind of a device interface. The values are stored nowhere but select the
 // device table: ModBus devices live in "devices", TCP devices in "devicesTCP".
 enum class ProtocolOption {
@@ -75,6 +78,21 @@ struct SDeviceLastStored
 {
     QString devEui;
     qint64 time = 0;    // milliseconds since the epoch; 0 if it never had one
+};
+
+// The scaling of the register at an absolute address.
+using ScalingLookup = std::function<SRegisterParam(quint32 regAddr)>;
+
+// One uplink of a ModBus device on its way to the store. The store decodes it
+// itself, while it holds the file for the write, so that the scaling it reads
+// and the values it writes belong together.
+struct SUplinkWrite
+{
+    QString devEui;
+    // The values of the uplink; nothing when it has none to store.
+    std::function<std::optional<SDbDeviceRegDataSet>(const ScalingLookup &scaling)> decode;
+    // Called on the store's thread when the values are stored, or given up.
+    std::function<void(bool stored)> done;
 };
 
 } // namespace DB

@@ -265,25 +265,32 @@ void CAllDeviceHandler::processDataSlot(API::SApiDeviceData _devData)
 {
     CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::processDataSlot] Recived data [%1] from device [%2].")
                              .arg(QString::fromLatin1(_devData.data.toHex()), _devData.devEui));
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    if (!store)
+        return;
     const DB::SDeviceRegMapDescription device = m_modbusDevices.value(_devData.devEui);
     const SDeviceTemplate deviceTemplate = m_templateFolder.templates().value(device.appEui);
-    CDataBaseHandler *store = CDataBaseHandler::getInstance();
-    const QString devEui = _devData.devEui;
-    const CUplinkDecoder decoder(deviceTemplate, [store, devEui](quint32 regAddr) {
-        return store ? store->getRegisterParam(devEui, regAddr) : DB::SRegisterParam();
-    });
+    const quint32 startAddr = device.startAddr;
 
-    const std::optional<DB::SDbDeviceRegDataSet> set = decoder.decode(_devData, device.startAddr);
-    if (!set)
-        return;
-    bool stored = false;
-    if (!QMetaObject::invokeMethod(store, "saveRegisterData", Qt::BlockingQueuedConnection,
-                                   Q_RETURN_ARG(bool, stored), Q_ARG(DB::SDbDeviceRegDataSet, *set))) {
-        CLogFile::addLog(QStringLiteral("Invalid invokeMethod creation!"), CLogFile::LogError);
-    }
+    // Decoded by the store, which reads the scaling in the same transaction
+    // that writes the values; this thread never waits for the file.
+    DB::SUplinkWrite write;
+    write.devEui = _devData.devEui;
+    write.decode = [deviceTemplate, _devData, startAddr](const DB::ScalingLookup &scaling) {
+        return CUplinkDecoder(deviceTemplate, scaling).decode(_devData, startAddr);
+    };
+    write.done = [this, devEui = _devData.devEui](bool stored) {
+        QMetaObject::invokeMethod(this, [this, devEui, stored] { uplinkWritten(devEui, stored); },
+                                  Qt::QueuedConnection);
+    };
+    store->queueUplink(write);
+}
+
+void CAllDeviceHandler::uplinkWritten(const QString &devEui, bool stored)
+{
     if (stored)
-        CStatusBoard::getInstance()->uplinkStored(_devData.devEui);
-    emit newDataForDevice(_devData.devEui);
+        CStatusBoard::getInstance()->uplinkStored(devEui);
+    emit newDataForDevice(devEui);
 }
 
 void CAllDeviceHandler::parsingDataFromDevice(API::SApiDeviceData _devData)

@@ -71,6 +71,7 @@ private:
     CAllDeviceHandler();
 
     void reportPublished() const;
+    void uplinkWritten(const QString &devEui, bool stored);
 
     CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;

@@ -14,8 +14,7 @@
 class CUplinkDecoder
 {
 public:
-    // The scaling of the register at an absolute address.
-    using ScalingLookup = std::function<DB::SRegisterParam(quint32 regAddr)>;
+    using ScalingLookup = DB::ScalingLookup;
 
     CUplinkDecoder(const SDeviceTemplate &deviceTemplate, ScalingLookup scaling);
 

@@ -14,6 +14,7 @@ constexpr quint8 kReadHoldingRegisters = 3;
 constexpr quint8 kReadInputRegisters = 4;
 constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
+constexpr quint8 kServerDeviceFailure = 4;
 constexpr quint16 kExceptionLength = 3;
 constexpr int kAnswerHeadSize = 9;
 
@@ -46,20 +47,24 @@ CModbusFraming::SModbusTcpPacketHeader readHeader(const QByteArray &bytes)
 }
 
 QByteArray exceptionAnswer(const CModbusFraming::SModbusMBAP &mbap,
-                           const CModbusFraming::SModbusTcpPacketHeader &header)
+                           const CModbusFraming::SModbusTcpPacketHeader &header, quint8 code)
 {
     QByteArray answer;
     appendMbap(answer, mbap, kExceptionLength);
     answer.append(char(header.unitId));
     answer.append(char(header.functionCode | kExceptionFlag));
-    answer.append(char(kIllegalFunction));
+    answer.append(char(code));
     return answer;
 }
 
-QMap<quint16, quint16> readStore(quint16 port, quint16 startAddress, quint16 count)
+// A client waits for the store only briefly: a file that another program
+// holds must not stall the clients of every port.
+std::optional<QMap<quint16, quint16>> readStore(quint16 port, quint16 startAddress, quint16 count)
 {
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
-    return store ? store->getRegisterData(port, startAddress, count) : QMap<quint16, quint16>();
+    if (!store)
+        return std::nullopt;
+    return store->readRegisters(port, startAddress, count, CDataBaseHandler::kReadWaitMs);
 }
 
 } // namespace
@@ -148,9 +153,19 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
 {
     QByteArray reply;
     if (header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters) {
-        reply = answer(mbap, header, m_source.read(m_port, header.startAddress, header.registerCount));
+        const std::optional<QMap<quint16, quint16>> words =
+                m_source.read(m_port, header.startAddress, header.registerCount);
+        if (words) {
+            reply = answer(mbap, header, *words);
+        } else {
+            reply = exceptionAnswer(mbap, header, kServerDeviceFailure);
+            CLogFile::addLog(QStringLiteral("ERROR: [CConnectionHandler] Registers from %1 of port %2 could not be "
+                                            "read from the register file: exception 04 answered.")
+                                     .arg(QString::number(header.startAddress), QString::number(m_port)),
+                             CLogFile::LogError);
+        }
     } else {
-        reply = exceptionAnswer(mbap, header);
+        reply = exceptionAnswer(mbap, header, kIllegalFunction);
     }
     const bool mayContinue = m_sender(reply);
     journal(QLatin1String("INFO: [CConnectionHandler] ANS: < ") + QString::fromLatin1(reply.toHex())

@@ -4,6 +4,7 @@
 #include <QMap>
 
 #include <functional>
+#include <optional>
 
 // The ModBus-TCP framing of one connection, apart from its socket: bytes in,
 // answers and log lines out. Requests are answered in order from the register
@@ -29,8 +30,10 @@ public:
     };
 
     using Sender = std::function<bool(const QByteArray &answer)>;
-    // Address to word for every address of a read of the port.
-    using Reader = std::function<QMap<quint16, quint16>(quint16 port, quint16 startAddress, quint16 count)>;
+    // Address to word for every address of a read of the port; nothing when
+    // the registers cannot be read now.
+    using Reader =
+            std::function<std::optional<QMap<quint16, quint16>>(quint16 port, quint16 startAddress, quint16 count)>;
 
     struct SRegisterSource
     {

@@ -72,6 +72,17 @@ public:
         return CDataBaseHandler::getInstance()->registerNewDevice(device, protocol);
     }
 
+    // Lets the uplinks handed to the store so far be written, and their
+    // outcome reach this thread.
+    static void settleStore()
+    {
+        CDataBaseHandler *store = CDataBaseHandler::getInstance();
+        if (store->thread() != QThread::currentThread())
+            QMetaObject::invokeMethod(store, [] {}, Qt::BlockingQueuedConnection);
+        for (int pass = 0; pass < 2; ++pass)
+            QCoreApplication::sendPostedEvents();
+    }
+
     static void storeServerSettings(const FakeNetworkServer &server, const QString &login)
     {
         CSettings::writeValue(QStringLiteral("server/ip"), server.url().host());

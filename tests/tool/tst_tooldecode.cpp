@@ -176,6 +176,7 @@ private slots:
         uplink.valid = true;
         m_log->forget();
         CAllDeviceHandler::getInstance()->newPacketReceivedSlot(uplink);
+        ProgramCore::settleStore();
         const QStringList programLog = m_log->takeLines();
         const QMap<quint16, quint16> programWords = CDataBaseHandler::getInstance()->getRegisterData(
                 port, kStartAddr, kSpan);
