@@ -272,16 +272,16 @@ bool CDataBaseHandler::waitForFile()
     for (int result = execute("SELECT count(*) FROM sqlite_master;"); isBusy(result);
          result = execute("SELECT count(*) FROM sqlite_master;")) {
         const QString cause = QString::fromUtf8(sqlite3_errstr(result));
-        if (m_startWaitMs >= 0 && waited.elapsed() >= m_startWaitMs) {
-            failStart(openFailure(cause));
-            return false;
-        }
         if (!told) {
             told = true;
             CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler] The register file is held by another "
                                             "program (%1): waiting for it before the devices are published.")
                                      .arg(cause),
                              CLogFile::LogError, true);
+        }
+        if (m_startWaitMs >= 0 && waited.elapsed() >= m_startWaitMs) {
+            failStart(openFailure(cause));
+            return false;
         }
         QThread::msleep(kStartRetryMs);
     }
