@@ -6,8 +6,10 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QStorageInfo>
 #include <QThread>
 #include <QVarLengthArray>
 #include <QVariant>
@@ -44,6 +46,13 @@ constexpr int kCommitWaitMs = 1000;
 constexpr int kMaxWaitingUplinks = 1000;
 constexpr int kStartProbeWaitMs = 1000;
 constexpr int kStartRetryMs = 500;
+
+QString openFailure(const QString &error)
+{
+    return QStringLiteral("CRITICAL_ERROR! Data base hasn't been created/opened! Error_text[%1]. "
+                          "DataBaseHandler is not running!")
+            .arg(error);
+}
 
 bool isBusy(int result)
 {
@@ -227,15 +236,6 @@ CDataBaseHandler *CDataBaseHandler::getInstance()
     return m_instance;
 }
 
-namespace {
-QString openFailure(const QString &error)
-{
-    return QStringLiteral("CRITICAL_ERROR! Data base hasn't been created/opened! Error_text[%1]. "
-                          "DataBaseHandler is not running!")
-            .arg(error);
-}
-} // namespace
-
 CDataBaseHandler::CDataBaseHandler()
     : m_busyWaitMs(kDefaultBusyWaitMs)
     , m_backlog(kMaxWaitingUplinks)
@@ -258,7 +258,7 @@ CDataBaseHandler::CDataBaseHandler()
     if (!createTables(query))
         return;
     createIndexes(query);
-    reportReadOnly();
+    reportUnwritable();
 }
 
 // Another program may hold the file locked at start (an import, a backup):
@@ -291,15 +291,28 @@ bool CDataBaseHandler::waitForFile()
     return true;
 }
 
-void CDataBaseHandler::reportReadOnly()
+// Said at start, before the first uplink fails on it.
+void CDataBaseHandler::reportUnwritable()
 {
     sqlite3 *handle = connectionHandle();
-    if (handle && sqlite3_db_readonly(handle, "main") == 1) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler] The register file cannot be written (%1): "
-                                        "uplinks are not stored.")
-                                 .arg(QString::fromUtf8(sqlite3_errstr(SQLITE_READONLY))),
-                         CLogFile::LogError, true);
-    }
+    int reason = SQLITE_OK;
+    if (handle && sqlite3_db_readonly(handle, "main") == 1)
+        reason = SQLITE_READONLY;
+    else if (QStorageInfo(QFileInfo(m_db.databaseName()).absolutePath()).bytesAvailable() == 0)
+        reason = SQLITE_FULL;
+    if (reason != SQLITE_OK)
+        noteUnwritable(QString::fromUtf8(sqlite3_errstr(reason)));
+}
+
+void CDataBaseHandler::noteUnwritable(const QString &cause)
+{
+    if (m_writeFailing)
+        return;
+    m_writeFailing = true;
+    CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] The register file cannot be "
+                                    "written (%1): uplinks are not stored until it can.")
+                             .arg(cause),
+                     CLogFile::LogError, true);
 }
 
 void CDataBaseHandler::setBusyWait(int milliseconds)
@@ -690,13 +703,7 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::writeFailure(int result, const
                                       : QString::fromUtf8(sqlite3_errstr(code));
     if (isBusy(code) || isBusy(result))
         return EWriteOutcome::Busy;
-    if (!m_writeFailing) {
-        m_writeFailing = true;
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] The register file cannot be "
-                                        "written (%1): uplinks are not stored until it can.")
-                                 .arg(m_failureCause),
-                         CLogFile::LogError, true);
-    }
+    noteUnwritable(m_failureCause);
     return EWriteOutcome::Failed;
 }
 

@@ -90,7 +90,8 @@ private:
     CDataBaseHandler();
 
     bool waitForFile();
-    void reportReadOnly();
+    void reportUnwritable();
+    void noteUnwritable(const QString &cause);
     void useBusyWait(int milliseconds);
     int execute(const char *sql);
     void rollback();
