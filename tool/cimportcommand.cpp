@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 
 namespace {
@@ -84,6 +85,7 @@ void CImportCommand::configure(QCommandLineParser &parser) const
                       QStringLiteral("REGISTERS.csv")});
     parser.addOption({kDryRunOption, QStringLiteral("Check and print what would be stored; write nothing.")});
     CWorkFolder::addOption(parser);
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -91,6 +93,8 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 1)
         return fail(streams, QStringLiteral("one DEVICES.csv expected"), ExitUsage);
+    if (!CWorkFolder::readWait(parser, streams, name()))
+        return ExitUsage;
     // The files are named from where the tool was started, before --dir moves it.
     const QString devicesPath = QFileInfo(arguments.first()).absoluteFilePath();
     const QString registersPath = parser.isSet(kRegistersOption)
@@ -120,7 +124,7 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CWorkFolder::openSettings();
     plan.setStatusPort(CWorkFolder::statusPort().value_or(0));
     if (QFileInfo::exists(FileName::database)) {
-        CStoreReader reader(FileName::database);
+        CStoreReader reader(FileName::database, CWorkFolder::waitMs());
         if (!reader.open())
             return fail(streams, reader.errorText(), ExitFindings);
         const std::optional<SStoredDevices> stored = reader.allDevices();
@@ -181,14 +185,20 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
     QSqlQuery control(db);
     if (!control.exec(kBeginSql)) {
         CWorkFolder::flushLog();
-        return fail(streams, QStringLiteral("%1 is locked; nothing was written").arg(FileName::database),
+        if (CStoreReader::isBusy(db))
+            return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
+        return fail(streams, QStringLiteral("%1 cannot be written (%2); nothing was written")
+                                     .arg(FileName::database, control.lastError().text()),
                     ExitFindings);
     }
 
     // Nothing of the import stays when one step of it fails.
     const auto abandon = [&](const QString &reason) {
+        const bool busy = CStoreReader::isBusy(db);
         control.exec(kRollbackSql);
         CWorkFolder::flushLog();
+        if (busy)
+            return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
         return fail(streams, QStringLiteral("%1; nothing was written").arg(reason), ExitFindings);
     };
     for (const SImportDevice &planned : devices) {
