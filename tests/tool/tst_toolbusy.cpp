@@ -16,6 +16,7 @@ const QByteArray kSeed = kDevicesHeader + "70B3D5000000C001,F1A7C0DE00000101,Boi
 const QByteArray kNext = kDevicesHeader + "70B3D5000000C010,F1A7C0DE00000202,Water,1502,3000,modbus\r\n";
 const QString kBusy = QStringLiteral("register file \"server.db\" is busy: another program is writing it; "
                                      "retry or stop the service");
+constexpr int kLongWaitMs = 60000;
 
 enum EHold { HoldWriteLock, HoldExclusiveLock, HoldHotJournal };
 
@@ -95,6 +96,33 @@ private slots:
         }
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, QStringList(QStringLiteral("quillbar-tool %1: %2").arg(arguments.first(), kBusy)));
+    }
+
+    // Two imports of devices that overlap: the second checked the file before
+    // the first committed, and is refused all the same.
+    void importChecksAgainUnderTheWriteLock()
+    {
+        QProcess tool;
+        {
+            QSqlDatabase holder = openHolder();
+            QSqlQuery query(holder);
+            QVERIFY(query.exec(QStringLiteral("BEGIN IMMEDIATE;")));
+            QVERIFY(query.exec(QStringLiteral("INSERT INTO devices (name, app_eui, dev_eui, port, start_addr) "
+                                              "VALUES ('Other', 'F1A7C0DE00000202', '70B3D5000000C0FF', 1502, "
+                                              "3000);")));
+            QVERIFY(query.exec(QStringLiteral("INSERT INTO dev_data (device, port, reg_addr, bit_size, parent) "
+                                              "VALUES (last_insert_rowid(), 1502, 3000, 16, 1);")));
+            startTool(tool, {QStringLiteral("import"), QStringLiteral("--wait"), QStringLiteral("60"),
+                             QStringLiteral("next.csv")});
+            // The plan is printed once the rows passed the check on the file as it was.
+            QVERIFY(tool.waitForReadyRead(kLongWaitMs));
+            QVERIFY2(query.exec(QStringLiteral("COMMIT;")), qPrintable(query.lastError().text()));
+        }
+        const SToolRun run = finishTool(tool);
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err, QStringList({"next.csv:2: address 3000 on port 1502 is taken by device 70B3D5000000C0FF",
+                                       "quillbar-tool import: 1 row(s) refused; nothing was written"}));
+        QVERIFY(!runTool({QStringLiteral("export")}).out.contains(QStringLiteral("70B3D5000000C010")));
     }
 
     void waitRefusesWhatIsNoTime_data()
