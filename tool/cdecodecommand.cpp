@@ -3,6 +3,7 @@
 #include "cmessagecollector.h"
 #include "cregisterimage.h"
 #include "cstorereader.h"
+#include "cworkfolder.h"
 
 #include "core/constants.h"
 #include "devices/ctemplatefolder.h"
@@ -68,6 +69,7 @@ void CDecodeCommand::configure(QCommandLineParser &parser) const
                       QStringLiteral("FILE.json")});
     parser.addOption({kDbOption, QStringLiteral("The register file for --device (default ./%1).").arg(FileName::database),
                       QStringLiteral("DB")});
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -84,6 +86,8 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     // A ModBus address has 16 bits; a larger start would wrap around silently.
     if (!startOk || startOption > std::numeric_limits<quint16>::max())
         return fail(streams, QStringLiteral("bad start address \"%1\"").arg(parser.value(kStartOption)), ExitUsage);
+    if (!CWorkFolder::readWait(parser, streams, name()))
+        return ExitUsage;
 
     const QString templatePath = arguments.at(0);
     const QFileInfo templateFile(templatePath);
@@ -116,8 +120,8 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     std::unique_ptr<CStoreReader> store;
     if (parser.isSet(kDeviceOption)) {
         const QString devEui = parser.value(kDeviceOption);
-        store = std::make_unique<CStoreReader>(parser.isSet(kDbOption) ? parser.value(kDbOption)
-                                                                        : FileName::database);
+        const QString dbPath = parser.isSet(kDbOption) ? parser.value(kDbOption) : FileName::database;
+        store = std::make_unique<CStoreReader>(dbPath, CWorkFolder::waitMs());
         if (!store->open())
             return fail(streams, store->errorText(), ExitFindings);
         const std::optional<DB::SDeviceRegMapDescription> stored = store->device(devEui);

@@ -42,15 +42,16 @@ void CExportCommand::configure(QCommandLineParser &parser) const
 {
     parser.addOption({kRegistersOption, QStringLiteral("Print the scaling rows instead of the devices.")});
     CWorkFolder::addOption(parser);
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 {
     if (!parser.positionalArguments().isEmpty())
         return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
-    CStoreReader reader(FileName::database);
+    CStoreReader reader(FileName::database, CWorkFolder::waitMs());
     if (!reader.open())
         return fail(streams, reader.errorText(), ExitFindings);
 

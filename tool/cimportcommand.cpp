@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 
 namespace {
@@ -84,6 +85,7 @@ void CImportCommand::configure(QCommandLineParser &parser) const
                       QStringLiteral("REGISTERS.csv")});
     parser.addOption({kDryRunOption, QStringLiteral("Check and print what would be stored; write nothing.")});
     CWorkFolder::addOption(parser);
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -91,6 +93,8 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 1)
         return fail(streams, QStringLiteral("one DEVICES.csv expected"), ExitUsage);
+    if (!CWorkFolder::readWait(parser, streams, name()))
+        return ExitUsage;
     // The files are named from where the tool was started, before --dir moves it.
     const QString devicesPath = QFileInfo(arguments.first()).absoluteFilePath();
     const QString registersPath = parser.isSet(kRegistersOption)
@@ -116,36 +120,55 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         CMessageCollector quiet;
         registry = CAllDeviceHandler::getInstance();
     }
-    CImportPlan plan(*registry);
     CWorkFolder::openSettings();
-    plan.setStatusPort(CWorkFolder::statusPort().value_or(0));
-    if (QFileInfo::exists(FileName::database)) {
-        CStoreReader reader(FileName::database);
-        if (!reader.open())
-            return fail(streams, reader.errorText(), ExitFindings);
-        const std::optional<SStoredDevices> stored = reader.allDevices();
-        const auto storedRegisters = stored ? reader.registers() : std::nullopt;
-        if (!storedRegisters)
-            return fail(streams, reader.errorText(), ExitFindings);
-        plan.addStored(*stored, *storedRegisters);
+    SImportRows rows{arguments.first(), devices->records, QString(), {}};
+    if (registers) {
+        rows.registersName = parser.value(kRegistersOption);
+        rows.registers = registers->records;
     }
-    plan.checkDevices(arguments.first(), devices->records);
-    if (registers)
-        plan.checkRegisters(parser.value(kRegistersOption), registers->records);
-
-    if (!plan.refusals().isEmpty()) {
-        for (const SImportRefusal &refusal : plan.refusals())
-            streams.err << QStringLiteral("%1:%2: %3").arg(refusal.file).arg(refusal.line).arg(refusal.reason)
-                        << Qt::endl;
-        return fail(streams, QStringLiteral("%1 row(s) refused; nothing was written").arg(plan.refusals().size()),
-                    ExitFindings);
-    }
+    CImportPlan plan(*registry);
+    if (!check(plan, rows, streams))
+        return ExitFindings;
+    if (!plan.refusals().isEmpty())
+        return refuse(plan, streams);
     printPlan(plan.devices(), streams);
     if (parser.isSet(kDryRunOption)) {
         streams.out << QStringLiteral("Dry run: nothing was written.") << Qt::endl;
         return ExitClean;
     }
-    return store(plan.devices(), streams);
+    return store(*registry, rows, streams);
+}
+
+bool CImportCommand::check(CImportPlan &plan, const SImportRows &rows, SToolStreams &streams) const
+{
+    plan.setStatusPort(CWorkFolder::statusPort().value_or(0));
+    if (QFileInfo::exists(FileName::database)) {
+        CStoreReader reader(FileName::database, CWorkFolder::waitMs());
+        if (!reader.open()) {
+            fail(streams, reader.errorText(), ExitFindings);
+            return false;
+        }
+        const std::optional<SStoredDevices> stored = reader.allDevices();
+        const auto storedRegisters = stored ? reader.registers() : std::nullopt;
+        if (!storedRegisters) {
+            fail(streams, reader.errorText(), ExitFindings);
+            return false;
+        }
+        plan.addStored(*stored, *storedRegisters);
+    }
+    plan.checkDevices(rows.devicesName, rows.devices);
+    if (!rows.registersName.isEmpty())
+        plan.checkRegisters(rows.registersName, rows.registers);
+    return true;
+}
+
+int CImportCommand::refuse(const CImportPlan &plan, SToolStreams &streams) const
+{
+    for (const SImportRefusal &refusal : plan.refusals())
+        streams.err << QStringLiteral("%1:%2: %3").arg(refusal.file).arg(refusal.line).arg(refusal.reason)
+                    << Qt::endl;
+    return fail(streams, QStringLiteral("%1 row(s) refused; nothing was written").arg(plan.refusals().size()),
+                ExitFindings);
 }
 
 void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams &streams)
@@ -170,7 +193,7 @@ void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams
     }
 }
 
-int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &streams)
+int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &rows, SToolStreams &streams)
 {
     CDataBaseHandler *store = CWorkFolder::openStore();
     if (!store) {
@@ -181,16 +204,33 @@ int CImportCommand::store(const QList<SImportDevice> &devices, SToolStreams &str
     QSqlQuery control(db);
     if (!control.exec(kBeginSql)) {
         CWorkFolder::flushLog();
-        return fail(streams, QStringLiteral("%1 is locked; nothing was written").arg(FileName::database),
+        if (CStoreReader::isBusy(db))
+            return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
+        return fail(streams, QStringLiteral("%1 cannot be written (%2); nothing was written")
+                                     .arg(FileName::database, control.lastError().text()),
                     ExitFindings);
     }
 
     // Nothing of the import stays when one step of it fails.
     const auto abandon = [&](const QString &reason) {
+        const bool busy = CStoreReader::isBusy(db);
         control.exec(kRollbackSql);
         CWorkFolder::flushLog();
+        if (busy)
+            return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
         return fail(streams, QStringLiteral("%1; nothing was written").arg(reason), ExitFindings);
     };
+    // Another import may have committed since the check above. Nobody else
+    // can commit while this connection holds the write lock, and readers still
+    // read, so a check made now sees the file this import is written into.
+    CImportPlan plan(registry);
+    const bool read = check(plan, rows, streams);
+    if (!read || !plan.refusals().isEmpty()) {
+        control.exec(kRollbackSql);
+        CWorkFolder::flushLog();
+        return read ? refuse(plan, streams) : ExitFindings;
+    }
+    const QList<SImportDevice> &devices = plan.devices();
     for (const SImportDevice &planned : devices) {
         if (!store->registerNewDevice(planned.device, planned.protocol))
             return abandon(QStringLiteral("device %1 was not stored (see history.log)").arg(planned.device.devEui));

@@ -8,6 +8,8 @@
 
 #include <QRegularExpression>
 
+#include <cmath>
+
 namespace {
 
 enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, DeviceFieldCount };
@@ -21,6 +23,17 @@ bool isDevEui(const QString &text)
 {
     static const QRegularExpression pattern(QStringLiteral("^[0-9A-Fa-f]{16}$"));
     return pattern.match(text).hasMatch();
+}
+
+// Why a multiplier or offset is refused, empty when it is taken. A value past
+// the range of a double reads as infinite; neither it nor a NaN scales a register.
+QString scalingFault(const QString &text, double *value)
+{
+    bool ok = false;
+    *value = text.trimmed().toDouble(&ok);
+    if (std::isinf(*value) || std::isnan(*value))
+        return QStringLiteral("is not a finite number");
+    return ok ? QString() : QStringLiteral("is not a number");
 }
 
 QString kindName(ProtocolOption protocol)
@@ -241,15 +254,18 @@ void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &r
                                                       record.fields.at(RegAddress), 0, kMaxAddress);
         if (!address)
             continue;
-        bool multiplierOk = false;
-        bool offsetOk = false;
-        const double multiplier = record.fields.at(RegMultiplier).trimmed().toDouble(&multiplierOk);
-        const double offset = record.fields.at(RegOffset).trimmed().toDouble(&offsetOk);
-        if (!multiplierOk || !offsetOk) {
-            refuse(file, record.line, QStringLiteral("%1 \"%2\" is not a number")
-                                              .arg(multiplierOk ? QStringLiteral("offset")
-                                                                : QStringLiteral("multiplier"),
-                                                   record.fields.at(multiplierOk ? RegOffset : RegMultiplier)));
+        double multiplier = 1.0;
+        double offset = 0.0;
+        const QString multiplierFault = scalingFault(record.fields.at(RegMultiplier), &multiplier);
+        const QString offsetFault = multiplierFault.isEmpty() ? scalingFault(record.fields.at(RegOffset), &offset)
+                                                              : QString();
+        if (!multiplierFault.isEmpty() || !offsetFault.isEmpty()) {
+            const bool multiplierBad = !multiplierFault.isEmpty();
+            refuse(file, record.line, QStringLiteral("%1 \"%2\" %3")
+                                              .arg(multiplierBad ? QStringLiteral("multiplier")
+                                                                 : QStringLiteral("offset"),
+                                                   record.fields.at(multiplierBad ? RegMultiplier : RegOffset),
+                                                   multiplierBad ? multiplierFault : offsetFault));
             continue;
         }
         SImportDevice &planned = m_devices[*index];

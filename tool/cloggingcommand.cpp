@@ -15,6 +15,8 @@ const QString kMaxSize = QStringLiteral("max-size");
 // The ranges and defaults of the settings dialog and of the log itself.
 constexpr int kMinFileCount = 1;
 constexpr int kMaxFileCount = 20;
+// A size of 0 would make the program rotate its log at every batch of lines.
+constexpr int kMinFileSizeMb = 1;
 constexpr int kMaxFileSizeMb = 100000;
 constexpr qint64 kBytesPerMb = 1000000;
 constexpr qint64 kDefaultFileMaxSize = 1000000;
@@ -42,7 +44,7 @@ void CLoggingCommand::configure(QCommandLineParser &parser) const
     parser.addOption({kOn, QStringLiteral("Write the operator's log.")});
     parser.addOption({kOff, QStringLiteral("Write no operator's log.")});
     parser.addOption({kMaxFiles, QStringLiteral("Number of log files, 1 to 20."), QStringLiteral("N")});
-    parser.addOption({kMaxSize, QStringLiteral("Size of one log file in millions of bytes, 0 to 100000."),
+    parser.addOption({kMaxSize, QStringLiteral("Size of one log file in millions of bytes, 1 to 100000."),
                       QStringLiteral("MB")});
     CWorkFolder::addOption(parser);
 }
@@ -58,8 +60,8 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
     if (!ok || (parser.isSet(kMaxFiles) && (files < kMinFileCount || files > kMaxFileCount)))
         return fail(streams, QStringLiteral("--max-files must be a number from 1 to 20"), ExitUsage);
     const int sizeMb = parser.isSet(kMaxSize) ? parser.value(kMaxSize).toInt(&ok) : 0;
-    if (!ok || sizeMb < 0 || sizeMb > kMaxFileSizeMb)
-        return fail(streams, QStringLiteral("--max-size must be a number from 0 to 100000"), ExitUsage);
+    if (!ok || (parser.isSet(kMaxSize) && (sizeMb < kMinFileSizeMb || sizeMb > kMaxFileSizeMb)))
+        return fail(streams, QStringLiteral("--max-size must be a number from 1 to 100000"), ExitUsage);
     if (!CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
 

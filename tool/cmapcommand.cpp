@@ -65,6 +65,7 @@ void CMapCommand::configure(QCommandLineParser &parser) const
                       QStringLiteral("The template folder that names the device types (default ./%1).")
                               .arg(FileName::deviceFolder),
                       QStringLiteral("FOLDER"), FileName::deviceFolder});
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -75,9 +76,11 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QString format = parser.value(kFormatOption);
     if (format != kCsv && format != kMarkdown)
         return fail(streams, QStringLiteral("unknown format \"%1\": csv or markdown").arg(format), ExitUsage);
+    if (!CWorkFolder::readWait(parser, streams, name()))
+        return ExitUsage;
 
     const QString dbPath = arguments.isEmpty() ? FileName::database : arguments.first();
-    CStoreReader store(dbPath);
+    CStoreReader store(dbPath, CWorkFolder::waitMs());
     if (!store.open())
         return fail(streams, store.errorText(), ExitFindings);
     const auto registers = store.registers();

@@ -32,6 +32,7 @@ void CRemoveCommand::configure(QCommandLineParser &parser) const
 {
     parser.addPositionalArgument(QStringLiteral("DEVEUI"), QStringLiteral("The device to remove."));
     CWorkFolder::addOption(parser);
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -40,12 +41,12 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (arguments.size() != 1)
         return fail(streams, QStringLiteral("one DEVEUI expected"), ExitUsage);
     const QString devEui = arguments.first().trimmed().toUpper();
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
 
     std::optional<SFoundDevice> found;
     {
-        CStoreReader reader(FileName::database);
+        CStoreReader reader(FileName::database, CWorkFolder::waitMs());
         if (!reader.open())
             return fail(streams, reader.errorText(), ExitFindings);
         const std::optional<SStoredDevices> devices = reader.allDevices();
@@ -66,6 +67,8 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CDataBaseHandler *store = CWorkFolder::openStore();
     const bool removed = store && store->deleteDevice(found->id, found->protocol);
     CWorkFolder::flushLog();
+    if (!removed && store && CStoreReader::isBusy(QSqlDatabase::database(DbName::connection, false)))
+        return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
     if (!removed)
         return fail(streams, QStringLiteral("device %1 was not removed; see history.log").arg(found->devEui),
                     ExitFindings);

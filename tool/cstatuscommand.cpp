@@ -31,6 +31,7 @@ void CStatusCommand::configure(QCommandLineParser &parser) const
 {
     parser.addOption({kPort, QStringLiteral("The port, 1 to 65535, or 0 for none."), QStringLiteral("N")});
     CWorkFolder::addOption(parser);
+    CWorkFolder::addWaitOption(parser);
 }
 
 int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -40,7 +41,7 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const std::optional<quint16> port = parser.isSet(kPort) ? TcpPort::from(parser.value(kPort)) : 0;
     if (!port)
         return fail(streams, QStringLiteral("--port must be a number from 1 to 65535, or 0 for none"), ExitUsage);
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
 
     if (!parser.isSet(kPort)) {
@@ -75,7 +76,7 @@ bool CStatusCommand::findHolder(quint16 port, QString *holder, SToolStreams &str
 {
     if (!QFileInfo::exists(FileName::database))
         return true;
-    CStoreReader reader(FileName::database);
+    CStoreReader reader(FileName::database, CWorkFolder::waitMs());
     if (!reader.open()) {
         fail(streams, reader.errorText(), ExitFindings);
         return false;

@@ -3,14 +3,16 @@
 #include "core/constants.h"
 
 #include <QFileInfo>
+#include <QSqlDriver>
 #include <QSqlError>
-#include <QSqlQuery>
 #include <QUuid>
+
+#include <sqlite3.h>
 
 namespace {
 
-// Waits out a write of the running program instead of failing with SQLITE_BUSY.
-const QString kConnectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=5000");
+// Waits out a write of another program instead of failing with SQLITE_BUSY.
+const QString kConnectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=%1");
 const QString kDriver = QStringLiteral("QSQLITE");
 const QStringList kTables = {DbName::deviceTable, DbName::tcpDeviceTable, DbName::registerTable};
 
@@ -29,8 +31,9 @@ const QString kParamSql = QStringLiteral(
 
 } // namespace
 
-CStoreReader::CStoreReader(const QString &filePath)
+CStoreReader::CStoreReader(const QString &filePath, int waitMs)
     : m_filePath(filePath)
+    , m_waitMs(waitMs)
     , m_connectionName(QUuid::createUuid().toString())
 {
 }
@@ -50,13 +53,13 @@ bool CStoreReader::open()
         return fail(QStringLiteral("does not exist"), QString());
     QSqlDatabase db = QSqlDatabase::addDatabase(kDriver, m_connectionName);
     db.setDatabaseName(m_filePath);
-    db.setConnectOptions(kConnectOptions);
+    db.setConnectOptions(kConnectOptions.arg(m_waitMs));
     if (!db.open())
         return fail(QStringLiteral("cannot be opened"), db.lastError().text());
 
     QSqlQuery query(db);
     if (!query.exec(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table';")))
-        return fail(QStringLiteral("is not a Quillbar register file"), query.lastError().text());
+        return failQuery(QStringLiteral("is not a Quillbar register file"), query);
     QStringList tables;
     while (query.next())
         tables.append(query.value(0).toString());
@@ -73,7 +76,7 @@ std::optional<DB::SDeviceRegMapDescription> CStoreReader::device(const QString &
     query.prepare(kDeviceSql);
     query.bindValue(QStringLiteral(":dev_eui"), devEui);
     if (!query.exec()) {
-        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        failQuery(QStringLiteral("cannot be read"), query);
         return std::nullopt;
     }
     if (!query.next())
@@ -106,7 +109,7 @@ std::optional<QList<SStoredRegister>> CStoreReader::registers()
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     query.setForwardOnly(true);
     if (!query.exec(kRegistersSql)) {
-        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        failQuery(QStringLiteral("cannot be read"), query);
         return std::nullopt;
     }
     QList<SStoredRegister> result;
@@ -133,7 +136,7 @@ std::optional<QList<SStoredTcpDevice>> CStoreReader::tcpDevices()
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     query.setForwardOnly(true);
     if (!query.exec(kTcpDevicesSql)) {
-        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        failQuery(QStringLiteral("cannot be read"), query);
         return std::nullopt;
     }
     QList<SStoredTcpDevice> result;
@@ -148,7 +151,7 @@ std::optional<QList<SStoredDevice>> CStoreReader::devices()
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
     query.setForwardOnly(true);
     if (!query.exec(kDevicesSql)) {
-        fail(QStringLiteral("cannot be read"), query.lastError().text());
+        failQuery(QStringLiteral("cannot be read"), query);
         return std::nullopt;
     }
     QList<SStoredDevice> result;
@@ -178,6 +181,38 @@ QString SStoredDevices::holderOf(quint32 port) const
             return QStringLiteral("TCP device %1").arg(device.devEui);
     }
     return QString();
+}
+
+bool CStoreReader::isBusy(const QSqlDatabase &db)
+{
+    const QVariant handle = db.driver() ? db.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        return false;
+    sqlite3 *connection = *static_cast<sqlite3 *const *>(handle.constData());
+    if (!connection)
+        return false;
+    // The journal of a cut-off write fails a read-only connection with
+    // READONLY_ROLLBACK (READONLY_RECOVERY for a write-ahead log): only the
+    // extended code tells it from a file that cannot be written at all. An
+    // extended code keeps its primary one in the low byte.
+    const int code = sqlite3_extended_errcode(connection);
+    const int primary = code & 0xff;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || code == SQLITE_READONLY_ROLLBACK
+            || code == SQLITE_READONLY_RECOVERY;
+}
+
+QString CStoreReader::busyError(const QString &filePath)
+{
+    return QStringLiteral("register file \"%1\" is busy: another program is writing it; retry or stop the service")
+            .arg(filePath);
+}
+
+bool CStoreReader::failQuery(const QString &what, const QSqlQuery &query)
+{
+    if (!isBusy(QSqlDatabase::database(m_connectionName, false)))
+        return fail(what, query.lastError().text());
+    m_error = busyError(m_filePath);
+    return false;
 }
 
 bool CStoreReader::fail(const QString &what, const QString &detail)

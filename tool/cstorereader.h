@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QString>
 
 #include <optional>
@@ -57,21 +58,27 @@ struct SStoredDevices
 };
 
 // Reads the program's register file without ever changing it: the file is
-// opened read-only, a missing one is not made, and a file the program is
-// writing at that moment is waited for a while rather than failed.
+// opened read-only, a missing one is not made, and a file another program is
+// writing at that moment is waited for as long as asked rather than failed.
 class CStoreReader
 {
 public:
-    explicit CStoreReader(const QString &filePath);
+    CStoreReader(const QString &filePath, int waitMs);
     ~CStoreReader();
 
     CStoreReader(const CStoreReader &) = delete;
     CStoreReader &operator=(const CStoreReader &) = delete;
 
-    // False, with errorText() set, when the file is missing, unreadable or
-    // not a register file of the program.
+    // False, with errorText() set, when the file is missing, unreadable, busy
+    // or not a register file of the program.
     bool open();
     QString errorText() const { return m_error; }
+
+    // True when the last failure on the connection came from another
+    // program's write: its lock held past the wait, or the journal of an
+    // interrupted write, which only a writer can roll back.
+    static bool isBusy(const QSqlDatabase &db);
+    static QString busyError(const QString &filePath);
 
     // The stored record of a ModBus device (start address and application
     // EUI), if it is stored.
@@ -86,8 +93,11 @@ public:
 
 private:
     bool fail(const QString &what, const QString &detail);
+    // A failed statement: busy, or the given failure with SQLite's text.
+    bool failQuery(const QString &what, const QSqlQuery &query);
 
     QString m_filePath;
+    int m_waitMs = 0;
     QString m_connectionName;
     QString m_error;
 };

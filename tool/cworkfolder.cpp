@@ -12,8 +12,15 @@
 
 namespace {
 const QString kDirOption = QStringLiteral("dir");
-// The running program keeps the file locked for a few milliseconds a write.
-const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = 30000;");
+const QString kWaitOption = QStringLiteral("wait");
+// The running program keeps the file locked for a few milliseconds a write;
+// a backup or a browser that holds it longer is waited for this long.
+constexpr double kDefaultWaitSeconds = 10;
+constexpr double kMaxWaitSeconds = 86400;
+constexpr double kMsPerSecond = 1000;
+const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = %1;");
+
+int waitMilliseconds = int(kDefaultWaitSeconds * kMsPerSecond);
 } // namespace
 
 void CWorkFolder::addOption(QCommandLineParser &parser)
@@ -35,6 +42,38 @@ bool CWorkFolder::enter(const QCommandLineParser &parser, SToolStreams &streams,
     return false;
 }
 
+void CWorkFolder::addWaitOption(QCommandLineParser &parser)
+{
+    parser.addOption({kWaitOption,
+                      QStringLiteral("How long to wait for another program's lock on server.db, in seconds "
+                                     "(default %1; 0 does not wait).")
+                              .arg(kDefaultWaitSeconds),
+                      QStringLiteral("SECONDS")});
+}
+
+bool CWorkFolder::readWait(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
+{
+    if (!parser.isSet(kWaitOption))
+        return true;
+    bool ok = false;
+    const double seconds = parser.value(kWaitOption).toDouble(&ok);
+    // The negation also refuses a NaN.
+    if (!ok || !(seconds >= 0 && seconds <= kMaxWaitSeconds)) {
+        streams.err << QStringLiteral("quillbar-tool %1: --wait must be a number of seconds from 0 to %2")
+                               .arg(command)
+                               .arg(kMaxWaitSeconds)
+                    << Qt::endl;
+        return false;
+    }
+    waitMilliseconds = qRound(seconds * kMsPerSecond);
+    return true;
+}
+
+int CWorkFolder::waitMs()
+{
+    return waitMilliseconds;
+}
+
 void CWorkFolder::openSettings()
 {
     CSettings::getInstance(FileName::settings);
@@ -52,7 +91,7 @@ CDataBaseHandler *CWorkFolder::openStore()
     openLog();
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
-        QSqlQuery(QSqlDatabase::database(DbName::connection, false)).exec(kBusyTimeoutSql);
+        QSqlQuery(QSqlDatabase::database(DbName::connection, false)).exec(kBusyTimeoutSql.arg(waitMs()));
     return store;
 }
 

@@ -15,13 +15,20 @@ public:
     static void addOption(QCommandLineParser &parser);
     // False, with the error written, when the folder does not exist.
     static bool enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
+    // --wait: how long a command that opens server.db waits for another
+    // program's lock on it before it gives up.
+    static void addWaitOption(QCommandLineParser &parser);
+    // False, with the usage error written, when --wait is not a number of seconds.
+    static bool readWait(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
+    // The wait of --wait (or its default) in milliseconds; 0 does not wait.
+    static int waitMs();
     // The settings store of the folder, opened once.
     static void openSettings();
     // The operator's log of the folder, so that the store's texts land where
     // the program writes them.
     static void openLog();
     // The program's store of the folder (made with its schema when missing),
-    // waiting for a lock of the running program rather than failing on it;
+    // waiting for a lock of the running program as long as --wait allows;
     // null when it cannot be opened.
     static CDataBaseHandler *openStore();
     // Lets the queued log lines reach the file before the tool ends.

@@ -124,6 +124,18 @@ private slots:
         QTest::newRow("offset not a number")
                 << QByteArray() << QByteArray("70B3D5000000C010,3020,2,x,l\r\n")
                 << "registers.csv:2: offset \"x\" is not a number";
+        QTest::newRow("multiplier NaN")
+                << QByteArray() << QByteArray("70B3D5000000C010,3020,nan,0,l\r\n")
+                << "registers.csv:2: multiplier \"nan\" is not a finite number";
+        QTest::newRow("multiplier negative infinity")
+                << QByteArray() << QByteArray("70B3D5000000C010,3020,-inf,0,l\r\n")
+                << "registers.csv:2: multiplier \"-inf\" is not a finite number";
+        QTest::newRow("offset infinity")
+                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,inf,l\r\n")
+                << "registers.csv:2: offset \"inf\" is not a finite number";
+        QTest::newRow("offset past a double")
+                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,1e999,l\r\n")
+                << "registers.csv:2: offset \"1e999\" is not a finite number";
         QTest::newRow("a field too many")
                 << QByteArray() << QByteArray("70B3D5000000C010,3020,2,1,5,l\r\n")
                 << "registers.csv:2: 6 fields, 5 expected";

@@ -26,6 +26,7 @@ const QByteArray kSiteDevices = "dev_eui,app_eui,name,port,start_addr,kind\r\n"
                                 "70B3D5000000D001,F1A7C0DE00000303,Line 1,1600,,tcp\r\n";
 const QString kOn = QStringLiteral("status registers on port %1");
 const QString kOff = QStringLiteral("status registers off");
+constexpr int kLogLineBytes = 400000;
 const QString kRestart = QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for "
                                         "the service).");
 
@@ -184,6 +185,7 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::newRow("no files") << QStringList{"logging", "--max-files", "0"};
         QTest::newRow("too many files") << QStringList{"logging", "--max-files", "21"};
+        QTest::newRow("size zero") << QStringList{"logging", "--max-size", "0"};
         QTest::newRow("negative size") << QStringList{"logging", "--max-size", "-1"};
         QTest::newRow("size not a number") << QStringList{"logging", "--max-size", "big"};
         QTest::newRow("on and off") << QStringList{"logging", "--on", "--off"};
@@ -203,15 +205,17 @@ private slots:
         TestWorkDir dir;
         const SToolRun run = runTool({QStringLiteral("logging"), QStringLiteral("--on"),
                                       QStringLiteral("--max-files"), QStringLiteral("3"),
-                                      QStringLiteral("--max-size"), QStringLiteral("0")});
+                                      QStringLiteral("--max-size"), QStringLiteral("1")});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY(run.out.contains(QStringLiteral("3 file(s) of 0 bytes")));
+        QVERIFY(run.out.contains(QStringLiteral("3 file(s) of 1000000 bytes")));
 
         CSettings::getInstance(QStringLiteral("settings.conf"));
         CLogFile *log = CLogFile::getInstance(QStringLiteral("history"), QString());
+        // Three lines fill a file of the smallest size the tool sets.
+        const QString filler(kLogLineBytes, QLatin1Char('x'));
         bool sawLastFile = false;
         for (int i = 0; i < 12; ++i) {
-            log->addLogMetod(QStringLiteral("line %1").arg(i));
+            log->addLogMetod(QStringLiteral("line %1 %2").arg(i).arg(filler));
             sawLastFile = sawLastFile || QFile::exists(QStringLiteral("history(2).log"));
             QVERIFY(!QFile::exists(QStringLiteral("history(3).log")));
         }
