@@ -319,6 +319,8 @@ void CDataBaseHandler::setBusyWait(int milliseconds)
 {
     QMutexLocker locker(&m_mutex);
     m_busyWaitMs = milliseconds;
+    // Also for the statements a caller runs on the connection itself.
+    useBusyWait(milliseconds);
 }
 
 void CDataBaseHandler::useBusyWait(int milliseconds)
@@ -779,8 +781,9 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SE
     if (!entry.decoded) {
         bool lookupFailed = false;
         const QString &devEui = entry.write.devEui;
-        entry.values = entry.write.decode(
-                [this, &devEui, &lookupFailed](quint32 regAddr) { return lookupParam(devEui, regAddr, &lookupFailed); });
+        entry.values = entry.write.decode([this, &devEui, &lookupFailed](quint32 regAddr) {
+            return lookupParam(devEui, regAddr, &lookupFailed);
+        });
         // Never stored with a scaling that could not be read.
         if (lookupFailed) {
             sqlite3 *handle = connectionHandle();

@@ -8,7 +8,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QSqlQuery>
 
 namespace {
 const QString kDirOption = QStringLiteral("dir");
@@ -18,7 +17,6 @@ const QString kWaitOption = QStringLiteral("wait");
 constexpr double kDefaultWaitSeconds = 10;
 constexpr double kMaxWaitSeconds = 86400;
 constexpr double kMsPerSecond = 1000;
-const QString kBusyTimeoutSql = QStringLiteral("PRAGMA busy_timeout = %1;");
 
 int waitMilliseconds = int(kDefaultWaitSeconds * kMsPerSecond);
 } // namespace
@@ -89,9 +87,10 @@ void CWorkFolder::openLog()
 CDataBaseHandler *CWorkFolder::openStore()
 {
     openLog();
+    CDataBaseHandler::setStartWait(waitMs());
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
-        QSqlQuery(QSqlDatabase::database(DbName::connection, false)).exec(kBusyTimeoutSql.arg(waitMs()));
+        store->setBusyWait(waitMs());
     return store;
 }
 

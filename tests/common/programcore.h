@@ -11,6 +11,7 @@
 #include "ui/caddnewdeviceform.h"
 #include "ui/ceditdeviceform.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QJsonObject>

@@ -26,7 +26,8 @@ const QString kBusy = QStringLiteral("WARNING: [CDataBaseHandler::saveRegisterDa
 // The temperature and humidity words of a climate uplink.
 QString climatePayload(quint16 temperature, quint16 humidity)
 {
-    return QStringLiteral("01%1%2f63e0c").arg(temperature, 4, 16, QLatin1Char('0')).arg(humidity, 4, 16, QLatin1Char('0'));
+    const auto word = [](quint16 value) { return QStringLiteral("%1").arg(value, 4, 16, QLatin1Char('0')); };
+    return QLatin1String("01") + word(temperature) + word(humidity) + QLatin1String("f63e0c");
 }
 
 } // namespace
