@@ -40,4 +40,8 @@ for bench in "$build_dir"/bench/bench_*; do
     echo "== $(basename "$bench")"
     "$bench" "$@" | grep -E 'QINFO|RESULT|FAIL|SKIP|^ +[0-9]'
 done
+# The store on a slow disk: every sync 10 ms longer.
+echo "== bench_uplinks, each sync 10 ms slower"
+LD_PRELOAD="$(realpath "$build_dir/bench/libslowsync.so")" SLOWSYNC_MS=10 "$build_dir/bench/bench_uplinks" \
+    pushedUntilReadable readLatencyWhileUplinksArrive | grep -E 'QINFO|FAIL'
 echo "== done in ${SECONDS} s"
