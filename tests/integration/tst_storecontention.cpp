@@ -158,6 +158,31 @@ private slots:
                                      "1 uplink(s) waited for it, 0 dropped."}));
     }
 
+    // Past the bound the oldest uplinks go, counted and logged once; the
+    // newest are stored when the file frees.
+    void backlogDropsTheOldestPastItsBound()
+    {
+        constexpr int kBound = 1000;    // as documented
+        QSignalSpy newData(m_registry, &CAllDeviceHandler::newDataForDevice);
+        m_log->forget();
+        QVERIFY(other(QStringLiteral("BEGIN EXCLUSIVE;")));
+        for (int i = 0; i <= kBound + 1; ++i)
+            pushUplink(quint16(i), 0x0404);
+        QTRY_COMPARE(status(StatusBlock::UplinksWaiting), quint16(kBound));
+        QCOMPARE(status(StatusBlock::UplinksDropped + 1), quint16(2));
+        QVERIFY(other(QStringLiteral("ROLLBACK;")));
+        QTRY_COMPARE(newData.count(), kBound + 2);
+        // The last: 1001 × 0.5 + 10, rounded half away from zero.
+        QCOMPARE(readTwo(m_port, kTemperature), QByteArray("00010000000701030401ff0404"));
+
+        const QStringList lines = m_log->takeLines().filter(QStringLiteral("register file"));
+        QCOMPARE(lines.size(), 3);
+        QCOMPARE(lines.at(1), QStringLiteral("ERROR: [CDataBaseHandler::saveRegisterData] 1000 uplinks wait for "
+                                             "the register file: the oldest are dropped."));
+        QCOMPARE(lines.at(2), QStringLiteral("INFO: [CDataBaseHandler::saveRegisterData] The register file is free "
+                                             "again: 1002 uplink(s) waited for it, 2 dropped."));
+    }
+
     // A write refused halfway (here by a trigger, as a full disk would) leaves
     // every register of the device as the last whole uplink left it.
     void uplinkIsStoredWholeOrNotAtAll()
