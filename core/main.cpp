@@ -1,3 +1,4 @@
+#include "core/cdescriptorlimit.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
@@ -46,6 +47,7 @@ int main(int argc, char *argv[])
 
     CSettings::getInstance(FileName::settings);
     CLogFile::getInstance(FileName::logBase, QString());
+    CDescriptorLimit::raise();
     CServerHandler::getInstance();
 
     CDataBaseHandler *dataBaseHandler = CDataBaseHandler::getInstance();
