@@ -105,6 +105,19 @@ private slots:
         QCOMPARE(limits().captured(1), limits().captured(2));
     }
 
+    // A service manager's stop ends the program as a clean exit, said in the log.
+    void stopsCleanlyOnSigterm()
+    {
+        m_program.terminate();
+        QVERIFY(m_program.waitForFinished(20000));
+        QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_program.exitCode(), 0);
+
+        QFile log(m_workDir.filePath(QStringLiteral("history.log")));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QVERIFY(log.readAll().contains("]INFO: [main] Stopping on signal SIGTERM."));
+    }
+
     void stopsWhenStoreCannotOpen()
     {
         QTemporaryDir folder;
