@@ -203,15 +203,17 @@ private slots:
         TestWorkDir dir;
         const SToolRun run = runTool({QStringLiteral("logging"), QStringLiteral("--on"),
                                       QStringLiteral("--max-files"), QStringLiteral("3"),
-                                      QStringLiteral("--max-size"), QStringLiteral("0")});
+                                      QStringLiteral("--max-size"), QStringLiteral("1")});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY(run.out.contains(QStringLiteral("3 file(s) of 0 bytes")));
+        QVERIFY(run.out.contains(QStringLiteral("3 file(s) of 1000000 bytes")));
 
         CSettings::getInstance(QStringLiteral("settings.conf"));
         CLogFile *log = CLogFile::getInstance(QStringLiteral("history"), QString());
         bool sawLastFile = false;
+        // Each line fills a file by itself.
+        const QString filler(1000000, QLatin1Char('.'));
         for (int i = 0; i < 12; ++i) {
-            log->addLogMetod(QStringLiteral("line %1").arg(i));
+            log->addLogMetod(QStringLiteral("line %1").arg(i) + filler);
             sawLastFile = sawLastFile || QFile::exists(QStringLiteral("history(2).log"));
             QVERIFY(!QFile::exists(QStringLiteral("history(3).log")));
         }
