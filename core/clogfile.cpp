@@ -10,6 +10,11 @@
 
 namespace {
 constexpr qint64 kDefaultFileMaxSize = 1000000;
+// A smaller limit rotates on nearly every batch of lines, which costs far more
+// than the lines themselves and rewrites the settings each time.
+constexpr qint64 kLeastFileMaxSize = 65536;
+// Names tried in turn when the next log file cannot be opened.
+constexpr int kRotationTries = 2;
 // addLogIntoFileOnly rotates at this size whatever the settings say.
 constexpr qint64 kFileOnlyMaxSize = 65535;
 
@@ -133,6 +138,7 @@ void CLogFile::writePending()
         lines.swap(pendingLines);
     }
     QMutexLocker locker(&m_mutex);
+    m_mayOpen = true;
     for (const SPendingLine &line : std::as_const(lines))
         appendLine(line.message, line.type);
     flushLines();
@@ -141,6 +147,7 @@ void CLogFile::writePending()
 void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
 {
     QMutexLocker locker(&m_mutex);
+    m_mayOpen = true;
     appendLine(logStr, type);
     flushLines();
 }
@@ -152,10 +159,12 @@ void CLogFile::appendLine(const QString &message, CLogFile::ELogMessageType type
 
     QString line = stampedLine(message);
 
-    const qint64 maxSize = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
-    if (fileSize() > maxSize) {
+    // One try a batch: a file that cannot be opened is not asked for again line by line.
+    if (m_mayOpen && (!m_file.isOpen() || fileSize() > maxFileSize())) {
+        m_mayOpen = false;
         flushLines();
-        rotate();
+        if (m_file.isOpen() ? rotate() : reopen())
+            m_mayOpen = true;
     }
 
     holdLine(line);
@@ -171,6 +180,30 @@ void CLogFile::appendLine(const QString &message, CLogFile::ELogMessageType type
     else
         line.remove(0, 1);
     emit addLogSignal(line, type);
+}
+
+// file_max_size in bytes; a value that is not a number or is below the least
+// size counts as unset, and is reported once.
+qint64 CLogFile::maxFileSize()
+{
+    const QVariant setting = CSettings::readValue(SettingsKey::fileMaxSize);
+    if (!setting.isValid())
+        return kDefaultFileMaxSize;
+    bool isNumber = false;
+    const qint64 size = setting.toLongLong(&isNumber);
+    if (isNumber && size >= kLeastFileMaxSize)
+        return size;
+    const QString text = setting.toString();
+    if (text != m_reportedMaxSize) {
+        m_reportedMaxSize = text;
+        // Posted, as lines are, to follow the one under way; the singleton may
+        // not be set yet while the banner is written.
+        post(QStringLiteral("WARNING: [CLogFile] file_max_size [%1] is not a size of at least %2 bytes: "
+                            "the log file is rotated at %3 bytes.")
+                     .arg(text, QString::number(kLeastFileMaxSize), QString::number(kDefaultFileMaxSize)),
+             LogInfo);
+    }
+    return kDefaultFileMaxSize;
 }
 
 // The file as it will be once the lines held back are written. The file is
@@ -233,37 +266,83 @@ QString CLogFile::stampedLine(const QString &message)
     return line;
 }
 
-void CLogFile::rotate()
+// Moves on to the next file. When it cannot be opened the one after it is
+// tried; when neither can, the file in use is kept, past its size, and false
+// returned.
+bool CLogFile::rotate()
 {
-    ++m_fileCounter;
-    m_file.close();
+    int counter = m_fileCounter;
+    for (int i = 0; i < kRotationTries; ++i) {
+        counter = nextCounter(counter);
+        if (openFile(counter, QIODevice::ReadWrite | QIODevice::Text))
+            return true;
+    }
+    reportOpenFailure();
+    return false;
+}
 
+// With the file closed, as after a failed opening at start: the same file
+// again, or else the next ones.
+bool CLogFile::reopen()
+{
+    const QIODevice::OpenMode mode = QFile::exists(m_file.fileName())
+            ? QIODevice::ReadWrite | QIODevice::Append | QIODevice::Text
+            : QIODevice::ReadWrite | QIODevice::Text;
+    return openFile(m_fileCounter, mode) || rotate();
+}
+
+int CLogFile::nextCounter(int counter)
+{
     // An unset limit reads as 0, so each rotation then just empties the plain file.
     const auto maxFiles = [] { return CSettings::readValue(SettingsKey::maxFilesCounter).toInt(); };
-    if (m_fileCounter > maxFiles() - 1) {
-        for (int i = 1; i <= maxFiles() - 1; ++i)
-            QFile::remove(fileNameFor(i));
+    if (counter + 1 <= maxFiles() - 1)
+        return counter + 1;
+    for (int i = 1; i <= maxFiles() - 1; ++i)
+        QFile::remove(fileNameFor(i));
+    QFile plain(fileNameFor(0));
+    plain.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    plain.close();
+    return 0;
+}
 
-        QFile plain(fileNameFor(0));
-        plain.open(QIODevice::WriteOnly | QIODevice::Truncate);
-        plain.close();
-        m_fileCounter = 0;
+// Switches to the file of that counter if it opens; the file in use stays
+// otherwise. No Append after a rotation: the file reached there has just been
+// emptied or deleted, and a leftover from an earlier run is written over from
+// its start.
+bool CLogFile::openFile(int counter, QIODevice::OpenMode mode)
+{
+    const QString name = fileNameFor(counter);
+    if (name != m_file.fileName() || !m_file.isOpen()) {
+        QFile probe(name);
+        if (!probe.open(mode))
+            return false;
     }
+    m_file.close();
+    m_file.setFileName(name);
+    if (!m_file.open(mode))
+        return false;
+    m_fileCounter = counter;
     CSettings::writeValue(SettingsKey::filesCounter, m_fileCounter);
+    m_openFailed = false;
+    return true;
+}
 
-    // No Append: the file reached here has just been emptied or deleted, and a
-    // leftover from an earlier run is written over from its start.
-    m_file.setFileName(fileNameFor(m_fileCounter));
-    if (!m_file.open(QIODevice::ReadWrite | QIODevice::Text))
+void CLogFile::reportOpenFailure()
+{
+    if (!m_openFailed)
         qDebug() << "[CLogFile] Invalid new file opening!";
+    m_openFailed = true;
 }
 
 void CLogFile::holdLine(const QString &line)
 {
-    if (m_file.isOpen())
+    if (m_file.isOpen()) {
         m_unwritten += line.toUtf8();
-    else
+        m_closedReported = false;
+    } else if (!m_closedReported) {
+        m_closedReported = true;
         qDebug() << "[CLogFile::addLogMetod] File is closed!";
+    }
 }
 
 void CLogFile::writeBanner()

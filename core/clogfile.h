@@ -44,10 +44,15 @@ private:
     void writePending();
     void appendLine(const QString &message, CLogFile::ELogMessageType type);
     qint64 fileSize();
+    qint64 maxFileSize();
     void flushLines();
     QString fileNameFor(int counter) const;
     static QString stampedLine(const QString &message);
-    void rotate();
+    bool rotate();
+    bool reopen();
+    int nextCounter(int counter);
+    bool openFile(int counter, QIODevice::OpenMode mode);
+    void reportOpenFailure();
     void holdLine(const QString &line);
     void writeBanner();
 
@@ -60,6 +65,12 @@ private:
     // in this batch (-1: not yet looked at).
     QByteArray m_unwritten;
     qint64 m_sizeSeen = -1;
+    // Whether this batch may still try to open a file.
+    bool m_mayOpen = true;
+    // Failures said once until they are over.
+    bool m_openFailed = false;
+    bool m_closedReported = false;
+    QString m_reportedMaxSize;
 
     static CLogFile *m_instance;
     static QMutex m_instanceMutex;

@@ -1,6 +1,8 @@
+#include "core/cdescriptorlimit.h"
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "core/cstopsignals.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
 #include "server/apitypes.h"
@@ -50,6 +52,14 @@ int main(int argc, char *argv[])
 
     CSettings::getInstance(FileName::settings);
     CLogFile::getInstance(FileName::logBase, QString());
+    CDescriptorLimit::raise();
+    // A stop asked for by the system ends the event loop; the line is posted
+    // ahead of the quit, so it reaches the file first.
+    CStopSignals stopSignals;
+    QObject::connect(&stopSignals, &CStopSignals::stopRequested, &app, [&app](int signalNumber) {
+        CLogFile::addLog(QStringLiteral("INFO: [main] Stopping on signal %1.").arg(CStopSignals::name(signalNumber)));
+        QMetaObject::invokeMethod(&app, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
     CServerHandler::getInstance();
 
     CDataBaseHandler *dataBaseHandler = CDataBaseHandler::getInstance();

@@ -2,6 +2,7 @@
 
 #include "cacceptguard.h"
 #include "cconnectionhandler.h"
+#include "core/cdescriptorlimit.h"
 #include "core/clogfile.h"
 #include "core/cstatusboard.h"
 
@@ -11,6 +12,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 constexpr int kMessageWaitMs = 90000;
@@ -29,6 +31,11 @@ void enableKeepAlive(CConnectionHandler *connection)
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &kKeepAliveIntervalS, sizeof kKeepAliveIntervalS);
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &kKeepAliveProbes, sizeof kKeepAliveProbes);
 }
+
+// Connections of all listeners together, held against the descriptor ceiling.
+qint64 liveConnections = 0;
+// From the first refusal to the next connection accepted.
+bool refusing = false;
 
 } // namespace
 
@@ -114,12 +121,41 @@ void CDeviceHandler::setNotOpen(bool notOpen)
 
 void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
 {
-    if (socketDescriptor <= 0)
+    if (socketDescriptor <= 0 || !admit(socketDescriptor))
         return;
+    ++liveConnections;
     auto *connection = new CConnectionHandler(m_port, m_protocol, m_firstDevEui, m_registerSource, m_connections,
                                               this);
     connection->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+    connect(connection, &QObject::destroyed, [] { --liveConnections; });
     enableKeepAlive(connection);
+}
+
+// Idle clients must not take the descriptors that the store and the logs
+// need: a connection past the ceiling is closed at once. Clients already
+// connected are served as before.
+bool CDeviceHandler::admit(qintptr socketDescriptor)
+{
+    const qint64 ceiling = CDescriptorLimit::connectionCeiling();
+    if (liveConnections < ceiling && socketDescriptor < ceiling) {
+        if (refusing) {
+            refusing = false;
+            CLogFile::addLog(QStringLiteral("INFO: [CDeviceHandler] Connections are accepted again (port %1).")
+                                     .arg(m_port));
+        }
+        return true;
+    }
+    ::close(int(socketDescriptor));
+    if (!refusing) {
+        refusing = true;
+        CLogFile::addLog(QStringLiteral("WARNING: [CDeviceHandler] Connection on port %1 refused: the limit of %2 "
+                                        "connections is reached, %3 of the %4 descriptors being kept for the store "
+                                        "and the logs. Refusals are not logged again until a connection is accepted.")
+                                 .arg(QString::number(m_port), QString::number(qMax<qint64>(ceiling, 0)),
+                                      QString::number(CDescriptorLimit::kReserve),
+                                      QString::number(ceiling + CDescriptorLimit::kReserve)));
+    }
+    return false;
 }
 
 void CDeviceHandler::sendTCPData(const QByteArray &chunk, SChunkInfo info)

@@ -51,6 +51,7 @@ protected:
     void incomingConnection(qintptr socketDescriptor) override;
 
 private:
+    bool admit(qintptr socketDescriptor);
     void deliverMessage();
     void startListening();
     void setNotOpen(bool notOpen);

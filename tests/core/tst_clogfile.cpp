@@ -19,7 +19,32 @@ QString readAll(const QString &fileName = QStringLiteral("history.log"))
 // The whole file is one line, the message.
 bool holdsOnly(const QString &message, const QString &fileName = QStringLiteral("history.log"))
 {
-    return QRegularExpression(QStringLiteral("^\n%1%2$").arg(kStamp, message)).match(readAll(fileName)).hasMatch();
+    const QString text = readAll(fileName);
+    const QRegularExpressionMatch stamp = QRegularExpression(QStringLiteral("^\n") + kStamp).match(text);
+    return stamp.hasMatch() && QStringView(text).mid(stamp.capturedEnd()) == message;
+}
+
+// A message that alone takes a file past the least limit of 64 KiB.
+QString bulky(const QString &word)
+{
+    return word + QString(65536, QLatin1Char('.'));
+}
+
+QString logFileName(int counter)
+{
+    return counter == 0 ? QStringLiteral("history.log") : QStringLiteral("history(%1).log").arg(counter);
+}
+
+int filesCounter()
+{
+    return CSettings::readValue(QStringLiteral("files_counter")).toInt();
+}
+
+QStringList debugLines;
+
+void keepDebugLine(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    debugLines.append(message);
 }
 
 } // namespace
@@ -92,28 +117,29 @@ private slots:
     void rotationCyclesThroughFiles()
     {
         CSettings::writeValue(QStringLiteral("max_files_counter"), 3);
+        m_log->addLogMetod(bulky(QStringLiteral("past 64 KiB")));
         // Exactly at the limit: no rotation, the test is strictly greater.
         CSettings::writeValue(QStringLiteral("file_max_size"), QFileInfo(QStringLiteral("history.log")).size());
         m_log->addLogMetod(QStringLiteral("at limit"));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")));
 
-        CSettings::writeValue(QStringLiteral("file_max_size"), 10);
-        m_log->addLogMetod(QStringLiteral("one"));
-        m_log->addLogMetod(QStringLiteral("two"));
-        QVERIFY(readAll(QStringLiteral("history(1).log")).endsWith(QStringLiteral("]one")));
-        QVERIFY(readAll(QStringLiteral("history(2).log")).endsWith(QStringLiteral("]two")));
-        QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 2);
+        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
+        m_log->addLogMetod(bulky(QStringLiteral("one")));
+        m_log->addLogMetod(bulky(QStringLiteral("two")));
+        QVERIFY(holdsOnly(bulky(QStringLiteral("one")), QStringLiteral("history(1).log")));
+        QVERIFY(holdsOnly(bulky(QStringLiteral("two")), QStringLiteral("history(2).log")));
+        QCOMPARE(filesCounter(), 2);
 
         // Past the limit: the numbered files go and the plain one starts empty.
-        m_log->addLogMetod(QStringLiteral("three"));
+        m_log->addLogMetod(bulky(QStringLiteral("three")));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")) && !QFile::exists(QStringLiteral("history(2).log")));
-        QVERIFY(holdsOnly(QStringLiteral("three")));
-        QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 0);
+        QVERIFY(holdsOnly(bulky(QStringLiteral("three"))));
+        QCOMPARE(filesCounter(), 0);
 
         // Without a limit every rotation empties the plain file.
         CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
-        m_log->addLogMetod(QStringLiteral("four"));
-        QVERIFY(holdsOnly(QStringLiteral("four")));
+        m_log->addLogMetod(bulky(QStringLiteral("four")));
+        QVERIFY(holdsOnly(bulky(QStringLiteral("four"))));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")));
         CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
@@ -123,22 +149,27 @@ private slots:
     void postedBurstRotatesLineByLine()
     {
         CSettings::writeValue(QStringLiteral("max_files_counter"), 3);
-        CSettings::writeValue(QStringLiteral("file_max_size"), 10);
+        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
         QSignalSpy spy(m_log, &CLogFile::addLogSignal);
-        for (const QString &message : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")})
-            CLogFile::addLog(message);
+        for (const QString &word : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")})
+            CLogFile::addLog(bulky(word));
         QTRY_COMPARE(spy.count(), 3);
 
         // One file each: (1), (2), then the wrap back to the plain file.
-        QVERIFY(holdsOnly(QStringLiteral("c")));
+        QVERIFY(holdsOnly(bulky(QStringLiteral("c"))));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")) && !QFile::exists(QStringLiteral("history(2).log")));
-        QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 0);
+        QCOMPARE(filesCounter(), 0);
         CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
         CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 
     void fileOnlyWriterHasItsOwnLimit()
     {
+        // From a plain file of one short line: with no file limit the rotation empties it.
+        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
+        m_log->addLogMetod(QStringLiteral("short"));
+        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
+        QVERIFY(holdsOnly(QStringLiteral("short")));
         // Exactly 65535 bytes behind the writer's back: no rotation yet, whatever file_max_size says.
         QFile plain(QStringLiteral("history.log"));
         QVERIFY(plain.open(QIODevice::Append));
@@ -154,6 +185,97 @@ private slots:
         m_log->addLogIntoFileOnly(QStringLiteral("moved on"));
         QVERIFY(readAll(QStringLiteral("history(1).log")).endsWith(QStringLiteral("]moved on")));
         QCOMPARE(CSettings::readValue(QStringLiteral("files_counter")).toInt(), 1);
+    }
+
+    void unusableMaxSizeIsTakenAsTheDefault_data()
+    {
+        QTest::addColumn<QVariant>("setting");
+        QTest::addColumn<bool>("reported");
+        QTest::newRow("zero") << QVariant(QStringLiteral("0")) << true;
+        QTest::newRow("below 64 KiB") << QVariant(QStringLiteral("100")) << true;
+        QTest::newRow("text") << QVariant(QStringLiteral("abc")) << true;
+        QTest::newRow("negative") << QVariant(QStringLiteral("-5")) << true;
+        QTest::newRow("absent") << QVariant() << false;
+    }
+
+    void unusableMaxSizeIsTakenAsTheDefault()
+    {
+        QFETCH(QVariant, setting);
+        QFETCH(bool, reported);
+        CSettings::writeValue(QStringLiteral("max_files_counter"), 100);
+        CSettings::writeValue(QStringLiteral("file_max_size"), setting);
+        QSignalSpy spy(m_log, &CLogFile::addLogSignal);
+        const int counter = filesCounter();
+        m_log->addLogMetod(bulky(QStringLiteral("kept")));
+        m_log->addLogMetod(QStringLiteral("kept too"));
+        m_log->addLogMetod(QStringLiteral("kept as well"));
+        QCOMPARE(filesCounter(), counter);
+
+        QCoreApplication::sendPostedEvents();
+        QStringList said;
+        for (const QList<QVariant> &arguments : std::as_const(spy))
+            said.append(arguments.at(0).toString().section(QLatin1Char(']'), 1));
+        const QString report = QStringLiteral("WARNING: [CLogFile] file_max_size [%1] is not a size of at least 65536 "
+                                              "bytes: the log file is rotated at 1000000 bytes.")
+                                       .arg(setting.toString());
+        QCOMPARE(said.filter(QStringLiteral("file_max_size")), reported ? QStringList(report) : QStringList());
+
+        // Past the default the file moves on.
+        QFile file(logFileName(counter));
+        QVERIFY(file.open(QIODevice::Append));
+        file.write(QByteArray(1000001 - file.size(), 'x'));
+        file.close();
+        m_log->addLogMetod(QStringLiteral("moved on"));
+        QCOMPARE(filesCounter(), counter + 1);
+        QVERIFY(holdsOnly(QStringLiteral("moved on"), logFileName(counter + 1)));
+        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
+        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
+    }
+
+    // Folders stand where the next files should go: the log goes on in a
+    // file it can open, says so once at most, and moves on once it can.
+    void unopenableNextFileIsPassedOver_data()
+    {
+        QTest::addColumn<int>("blocked");
+        QTest::addColumn<int>("writtenTo");
+        QTest::addColumn<int>("reports");
+        QTest::addColumn<int>("recoveredTo");
+        QTest::newRow("next name blocked") << 1 << 2 << 0 << 2;
+        QTest::newRow("two names blocked") << 2 << 0 << 1 << 1;
+    }
+
+    void unopenableNextFileIsPassedOver()
+    {
+        QFETCH(int, blocked);
+        QFETCH(int, writtenTo);
+        QFETCH(int, reports);
+        QFETCH(int, recoveredTo);
+        CSettings::writeValue(QStringLiteral("max_files_counter"), 100);
+        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
+        m_log->addLogMetod(bulky(QStringLiteral("full")));
+        const int counter = filesCounter();
+        for (int i = 1; i <= blocked; ++i)
+            QVERIFY(QDir().mkdir(logFileName(counter + i)));
+
+        debugLines.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(keepDebugLine);
+        for (int i = 0; i < 20; ++i)
+            m_log->addLogMetod(QStringLiteral("line %1").arg(i));
+        for (int i = 20; i < 40; ++i)
+            CLogFile::addLog(QStringLiteral("line %1").arg(i));
+        QCoreApplication::sendPostedEvents();
+        qInstallMessageHandler(previous);
+
+        QCOMPARE(debugLines.size(), reports);
+        QVERIFY(readAll(logFileName(counter + writtenTo)).endsWith(QStringLiteral("]line 39")));
+        QCOMPARE(filesCounter(), counter + writtenTo);
+
+        for (int i = 1; i <= blocked; ++i)
+            QVERIFY(QDir().rmdir(logFileName(counter + i)));
+        m_log->addLogMetod(QStringLiteral("recovered"));
+        QVERIFY(readAll(logFileName(counter + recoveredTo)).endsWith(QStringLiteral("]recovered")));
+        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
+        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 };
 

@@ -5,7 +5,10 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -33,6 +36,13 @@ void start(QProcess &program, const QString &folder)
     program.setProcessEnvironment(environment);
     program.setWorkingDirectory(folder);
     program.setStandardErrorFile(QProcess::nullDevice());
+    // As a service manager starts it: a low soft limit of descriptors under a higher hard one.
+    program.setChildProcessModifier([] {
+        rlimit limit = {};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = std::min<rlim_t>(limit.rlim_max / 2, 1024);
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    });
     program.start(QStringLiteral(QUILLBAR_EXECUTABLE), QStringList());
 }
 
@@ -81,6 +91,31 @@ private slots:
         ProgramCore::pushUplink(m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
         QTRY_COMPARE_WITH_TIMEOUT(readRegister(m_port), 0x00eb, 10000);
         QCOMPARE(m_program.state(), QProcess::Running);
+    }
+
+    void raisesItsDescriptorLimit()
+    {
+        const QRegularExpression openFiles(QStringLiteral(R"(Max open files\s+(\d+)\s+(\d+))"));
+        const auto limits = [this, &openFiles] {
+            QFile file(QStringLiteral("/proc/%1/limits").arg(m_program.processId()));
+            return file.open(QIODevice::ReadOnly) ? openFiles.match(QString::fromLatin1(file.readAll()))
+                                                  : QRegularExpressionMatch();
+        };
+        QVERIFY(limits().hasMatch());
+        QCOMPARE(limits().captured(1), limits().captured(2));
+    }
+
+    // A service manager's stop ends the program as a clean exit, said in the log.
+    void stopsCleanlyOnSigterm()
+    {
+        m_program.terminate();
+        QVERIFY(m_program.waitForFinished(20000));
+        QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_program.exitCode(), 0);
+
+        QFile log(m_workDir.filePath(QStringLiteral("history.log")));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QVERIFY(log.readAll().contains("]INFO: [main] Stopping on signal SIGTERM."));
     }
 
     void stopsWhenStoreCannotOpen()

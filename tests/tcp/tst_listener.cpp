@@ -1,3 +1,4 @@
+#include "core/cdescriptorlimit.h"
 #include "tcp/cconnectionhandler.h"
 #include "tcp/cdevicehandler.h"
 #include "testnet.h"
@@ -10,6 +11,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -27,6 +29,8 @@ const QByteArray kAnswer = hex("0001 0000 0005 01 03 02 0000");
 
 // The listener runs in another process, which may be slow to answer.
 constexpr int kAnswerWaitMs = 10000;
+// Of the listener process; clients may take it all but the reserve.
+constexpr int kDescriptorLimit = 128;
 
 // The listener process of listenerhelper.cpp.
 class ListenerProcess
@@ -61,13 +65,16 @@ public:
         return quint16(said(QStringLiteral("PORT")).value(0).toUInt());
     }
 
-    qint64 wakes()
+    // The answer to a command of listenerhelper.cpp; empty if none came.
+    QString ask(const QString &command)
     {
-        const int before = said(QStringLiteral("WAKES")).size();
-        m_process.write("WAKES\n");
-        (void)QTest::qWaitFor([this, before] { return said(QStringLiteral("WAKES")).size() > before; }, 10000);
-        return said(QStringLiteral("WAKES")).value(before, QStringLiteral("-1")).toLongLong();
+        const int before = said(command).size();
+        m_process.write(command.toLatin1() + '\n');
+        (void)QTest::qWaitFor([this, before, &command] { return said(command).size() > before; }, 10000);
+        return said(command).value(before);
     }
+
+    qint64 wakes() { return ask(QStringLiteral("WAKES")).toLongLong(); }
 
 private:
     QProcess m_process;
@@ -119,17 +126,17 @@ private slots:
 
     // With every descriptor taken the listener waits instead of trying to
     // accept over and over, its client is still served, and it accepts again
-    // once connections have gone.
+    // once descriptors are free.
     void runningOutOfDescriptorsIsSurvived()
     {
-        constexpr int descriptorLimit = 64;
         constexpr int idleCount = 100;
-        ListenerProcess listener(descriptorLimit);
+        ListenerProcess listener(kDescriptorLimit);
         const quint16 port = listener.port();
         QVERIFY(port != 0);
         const auto served = connectClient(port);
         QVERIFY(served);
         QCOMPARE(exchange(*served, kRequest, kAnswer.size(), kAnswerWaitMs).toHex(), kAnswer.toHex());
+        QVERIFY(listener.ask(QStringLiteral("FILL")).toInt() > 0);
 
         std::vector<std::unique_ptr<QTcpSocket>> idle;
         for (int i = 0; i < idleCount; ++i) {
@@ -152,9 +159,63 @@ private slots:
         QCOMPARE(listener.said(QStringLiteral("LOG")).filter(QStringLiteral("WARNING")).size(), 1);
 
         idle.clear();
-        const auto newcomer = connectClient(port);
-        QVERIFY(newcomer);
-        QCOMPARE(exchange(*newcomer, kRequest, kAnswer.size(), kAnswerWaitMs).toHex(), kAnswer.toHex());
+        QVERIFY(listener.ask(QStringLiteral("FREE")).toInt() > 0);
+        // Clients that were waiting may take a place until their closing is seen.
+        QTRY_COMPARE_WITH_TIMEOUT(exchange(port, kRequest, kAnswer.size()).toHex(), kAnswer.toHex(), 30000);
+    }
+
+    // Idle clients get no further than the reserve: the ones past it are
+    // closed at once, said once, while the store can still write and the
+    // clients inside are served.
+    void idleClientsLeaveTheReserve()
+    {
+        constexpr int idleCount = 200;
+        ListenerProcess listener(kDescriptorLimit);
+        const quint16 port = listener.port();
+        QVERIFY(port != 0);
+        const auto served = connectClient(port);
+        QVERIFY(served);
+
+        // One at a time: a client dropped from an overflowing queue of the
+        // listener would think itself connected.
+        std::vector<std::unique_ptr<QTcpSocket>> idle;
+        for (int i = 0; i < idleCount; ++i) {
+            idle.push_back(std::make_unique<QTcpSocket>());
+            QTcpSocket &client = *idle.back();
+            client.connectToHost(QHostAddress::LocalHost, port);
+            (void)QTest::qWaitFor([&client] { return client.state() == QAbstractSocket::ConnectedState
+                                                     || client.state() == QAbstractSocket::UnconnectedState; },
+                                  1000);
+        }
+        const auto closedByServer = [&idle] {
+            return std::count_if(idle.begin(), idle.end(), [](const std::unique_ptr<QTcpSocket> &client) {
+                return client->error() == QAbstractSocket::RemoteHostClosedError;
+            });
+        };
+        const int ceiling = kDescriptorLimit - int(CDescriptorLimit::kReserve);
+        QTRY_VERIFY_WITH_TIMEOUT(closedByServer() >= idleCount - ceiling, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(listener.said(QStringLiteral("LOG")).filter(QStringLiteral("refused")).size(), 1,
+                                  10000);
+        QCOMPARE(listener.said(QStringLiteral("LOG")).filter(QStringLiteral("refused")).first(),
+                 QStringLiteral("WARNING: [CDeviceHandler] Connection on port %1 refused: the limit of %2 connections "
+                                "is reached, 64 of the %3 descriptors being kept for the store and the logs. Refusals "
+                                "are not logged again until a connection is accepted.")
+                         .arg(port)
+                         .arg(ceiling)
+                         .arg(kDescriptorLimit));
+        QCOMPARE(listener.ask(QStringLiteral("WRITE")), QStringLiteral("ok"));
+        QCOMPARE(exchange(*served, kRequest, kAnswer.size(), kAnswerWaitMs).toHex(), kAnswer.toHex());
+
+        idle.clear();
+        QTRY_COMPARE_WITH_TIMEOUT(exchange(port, kRequest, kAnswer.size()).toHex(), kAnswer.toHex(), 30000);
+        // A newcomer that came before the listener saw the idle clients go was
+        // refused in an episode of its own: each episode ends in one line.
+        QTRY_VERIFY(!listener.said(QStringLiteral("LOG")).filter(QStringLiteral("accepted again")).isEmpty());
+        const QStringList episodes = listener.said(QStringLiteral("LOG")).filter(
+                QRegularExpression(QStringLiteral("refused|accepted again")));
+        QCOMPARE(episodes.filter(QStringLiteral("refused")).size(), episodes.size() / 2);
+        QCOMPARE(episodes.last(),
+                 QStringLiteral("INFO: [CDeviceHandler] Connections are accepted again (port %1).").arg(port));
     }
 };
 
