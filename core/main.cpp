@@ -69,7 +69,7 @@ int main(int argc, char *argv[])
         QCoreApplication::processEvents();
         return EXIT_FAILURE;
     }
-    // The store keeps its own thread for the whole run; nothing stops it.
+    // The store keeps its own thread until the end of the run.
     QThread *dataBaseThread = new QThread(nullptr);
     dataBaseHandler->moveToThread(dataBaseThread);
     dataBaseThread->start();

@@ -3,6 +3,7 @@
 #include "testworkdir.h"
 
 #include <QProcess>
+#include <QSqlQuery>
 #include <QtTest>
 
 #include <algorithm>
@@ -105,17 +106,40 @@ private slots:
         QCOMPARE(limits().captured(1), limits().captured(2));
     }
 
-    // A service manager's stop ends the program as a clean exit, said in the log.
+    // A service manager's stop ends the program as a clean exit, said in the
+    // log, once the uplinks that wait for a file another program holds are
+    // stored, each whole.
     void stopsCleanlyOnSigterm()
     {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        other.setDatabaseName(m_workDir.filePath(FileName::database));
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE;")));
+        const QStringList temperatures = {"0101", "0102", "0103", "0104", "0105"};
+        for (const QString &temperature : temperatures)
+            ProgramCore::pushUplink(m_server, kBoiler, QLatin1String("01") + temperature + QLatin1String("0202f63e0c"));
+        QFile log(m_workDir.filePath(QStringLiteral("history.log")));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QByteArray lines;
+        QTRY_VERIFY_WITH_TIMEOUT((lines += log.readAll()).contains("Recived data [0101050202f63e0c]"), 10000);
+        QVERIFY(lines.contains("The register file is busy (database is locked)"));
+
         m_program.terminate();
+        // Freed while the program waits to store what it holds.
+        QTest::qWait(1000);
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("ROLLBACK;")));
         QVERIFY(m_program.waitForFinished(20000));
         QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
         QCOMPARE(m_program.exitCode(), 0);
+        QVERIFY((lines += log.readAll()).contains("]INFO: [main] Stopping on signal SIGTERM."));
 
-        QFile log(m_workDir.filePath(QStringLiteral("history.log")));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        QVERIFY(log.readAll().contains("]INFO: [main] Stopping on signal SIGTERM."));
+        QSqlQuery stored(other);
+        QVERIFY(stored.exec(QStringLiteral("SELECT full_value FROM dev_data WHERE reg_addr IN (1010, 1011) "
+                                           "ORDER BY reg_addr;")));
+        QStringList values;
+        while (stored.next())
+            values.append(stored.value(0).toString());
+        QCOMPARE(values, QStringList({"0105", "0202"}));
     }
 
     void stopsWhenStoreCannotOpen()
