@@ -16,6 +16,8 @@
 
 namespace {
 constexpr int kMessageWaitMs = 90000;
+// A port held by another program at start may be freed later.
+constexpr int kListenRetryMs = 60000;
 constexpr int kMaxMessageSize = 600;
 // A client that is gone without a word (power cut, cable pulled) is found
 // after about two minutes of silence; one that is there answers the probes.
@@ -45,8 +47,11 @@ CDeviceHandler::CDeviceHandler(quint16 port, ProtocolOption protocol, const QStr
     , m_firstDevEui(devEui)
     , m_protocol(protocol)
     , m_waitTimer(new QTimer(this))
+    , m_listenRetry(new QTimer(this))
     , m_acceptGuard(new CAcceptGuard(this))
 {
+    m_listenRetry->setInterval(kListenRetryMs);
+    connect(m_listenRetry, &QTimer::timeout, this, &CDeviceHandler::retryListening);
     startListening();
     m_waitTimer->setInterval(kMessageWaitMs);
     connect(m_waitTimer, &QTimer::timeout, this, &CDeviceHandler::waitingTimeout);
@@ -98,16 +103,33 @@ void CDeviceHandler::changePort(quint16 port)
     startListening();
 }
 
+void CDeviceHandler::setListenRetryInterval(int milliseconds)
+{
+    m_listenRetry->setInterval(milliseconds);
+}
+
+// A port that is taken is said once and tried again every minute until it
+// opens, which is said once too; the forms test a port before they offer it.
 void CDeviceHandler::startListening()
 {
-    // A port that is taken gives a listener that never accepts, said once; the
-    // forms test a port before they offer it.
+    m_listenRetry->stop();
     const bool open = listen(QHostAddress::Any, m_port);
     if (!open) {
         CLogFile::addLog(QStringLiteral("ERROR: [CDeviceHandler] Cannot listen on port %1: %2")
                                  .arg(QString::number(m_port), errorString()));
+        m_listenRetry->start();
     }
     setNotOpen(!open);
+    m_acceptGuard->watch();
+}
+
+void CDeviceHandler::retryListening()
+{
+    if (!listen(QHostAddress::Any, m_port))
+        return;
+    m_listenRetry->stop();
+    CLogFile::addLog(QStringLiteral("INFO: [CDeviceHandler] Port %1 is free now: listening.").arg(m_port));
+    setNotOpen(false);
     m_acceptGuard->watch();
 }
 

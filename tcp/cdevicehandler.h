@@ -40,6 +40,9 @@ public:
     void setRegisterSource(const CModbusFraming::SRegisterSource &source);
     // Drops every client of the old port and listens on the new one.
     void changePort(quint16 port);
+    // How often a port that could not be opened is tried again; a minute
+    // unless set.
+    void setListenRetryInterval(int milliseconds);
     void sendTCPData(const QByteArray &chunk, SChunkInfo info);
 
 public slots:
@@ -54,6 +57,7 @@ private:
     bool admit(qintptr socketDescriptor);
     void deliverMessage();
     void startListening();
+    void retryListening();
     void setNotOpen(bool notOpen);
 
     quint16 m_port = 0;
@@ -63,6 +67,7 @@ private:
     ProtocolOption m_protocol = ProtocolOption::ModBus;
     QByteArray m_tcpBuffer;
     QTimer *m_waitTimer = nullptr;
+    QTimer *m_listenRetry = nullptr;
     CAcceptGuard *m_acceptGuard = nullptr;
     CModbusFraming::SRegisterSource m_registerSource = CModbusFraming::storeSource();
     bool m_notOpen = false;     // the last listen() failed

@@ -1,4 +1,6 @@
 #include "core/cdescriptorlimit.h"
+#include "core/cstatusboard.h"
+#include "logspy.h"
 #include "tcp/cconnectionhandler.h"
 #include "tcp/cdevicehandler.h"
 #include "testnet.h"
@@ -110,6 +112,35 @@ private slots:
         QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE), 60);
         QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 10);
         QCOMPARE(socketOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT), 6);
+    }
+
+    // A port that another program holds is tried again until it opens, and
+    // the log says each only once.
+    void takenPortIsTriedAgain()
+    {
+        LogSpy log;
+        QTcpServer otherProgram;
+        QVERIFY(otherProgram.listen(QHostAddress::Any, 0));
+        const quint16 port = otherProgram.serverPort();
+        const auto notOpen = [] {
+            const quint16 field = StatusBlock::ListenersNotOpen;
+            return CStatusBoard::getInstance()->read(field, 1).value(field);
+        };
+        CDeviceHandler listener(port, ProtocolOption::ModBus, QStringLiteral("00000000000000A1"));
+        listener.setListenRetryInterval(20);
+        QVERIFY(!listener.isListening());
+        QCOMPARE(notOpen(), quint16(1));
+        QTest::qWait(200);
+        QCOMPARE(log.takeLines(), QStringList(QStringLiteral("ERROR: [CDeviceHandler] Cannot listen on port %1: "
+                                                             "The bound address is already in use").arg(port)));
+
+        otherProgram.close();
+        QTRY_VERIFY(listener.isListening());
+        QCOMPARE(notOpen(), quint16(0));
+        QVERIFY(connectClient(port));
+        QTest::qWait(100);
+        QCOMPARE(log.takeLines(),
+                 QStringList(QStringLiteral("INFO: [CDeviceHandler] Port %1 is free now: listening.").arg(port)));
     }
 
     // Qt pauses a listener after an accept error it does not count as
