@@ -407,6 +407,8 @@ inline const QString scheme = QLatin1String("scheme");
 inline const QString useLog = QLatin1String("use_log");
 // The port of the status registers; absent or 0, they are off.
 inline const QString statusPort = QLatin1String("status/port");
+// Opt-in: a read that meets no stored register answers exception 02, not zeros.
+inline const QString strictAddresses = QLatin1String("modbus/strict_addresses");
 } // namespace SettingsKey
 
 // The status registers: the health of the running bridge, from memory, on a

@@ -815,7 +815,7 @@ QMap<quint16, quint16> CDataBaseHandler::getRegisterData(const quint32 &port, co
 }
 
 std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 port, quint32 startAddress,
-                                                                      quint32 count, int waitMs)
+                                                                      quint32 count, int waitMs, int *rows)
 {
     if (count == 0)
         return QMap<quint16, quint16>();
@@ -843,7 +843,8 @@ std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 po
         words.emplace_hint(words.end(), quint16(startAddress + i), 0);
     // Only the three columns the words come from are converted.
     ValueBytes value;
-    for (; step == SQLITE_ROW; step = sqlite3_step(statement)) {
+    int found = 0;
+    for (; step == SQLITE_ROW; step = sqlite3_step(statement), ++found) {
         const int bitSize = int(integerColumn(statement, RegBitSize));
         const QByteArrayView bytes = hexColumn(statement, RegFullValue, value);
         const quint32 address = quint32(integerColumn(statement, RegAddr));
@@ -852,6 +853,8 @@ std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 po
     }
     // Ends the read at once, so that the file is not left locked between requests.
     sqlite3_reset(statement);
+    if (rows)
+        *rows = found;
     return QMap<quint16, quint16>(std::move(words));
 }
 

@@ -56,9 +56,10 @@ public:
     // stored; a wide value starting inside the range may add later addresses.
     QMap<quint16, quint16> getRegisterData(const quint32 &port, const quint32 &startAddress,
                                            const quint32 &count);
-    // The same, or nothing when the file could not be read within the wait.
+    // The same, or nothing when the file could not be read within the wait;
+    // `rows`, if given, counts the stored registers that start in the range.
     std::optional<QMap<quint16, quint16>> readRegisters(quint32 port, quint32 startAddress, quint32 count,
-                                                        int waitMs);
+                                                        int waitMs, int *rows = nullptr);
     DB::SRegisterParam getRegisterParam(const QString &devEui, quint32 regAddr);
     // False after the first update that failed; the ones before it stay.
     bool updateRegInfo(DB::SDeviceRegUpdate update);

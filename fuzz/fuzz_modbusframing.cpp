@@ -19,6 +19,8 @@ constexpr quint16 kPort = 502;
 constexpr int kAnswerHeadSize = 9;
 constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
+constexpr quint8 kIllegalDataAddress = 2;
+constexpr quint8 kServerDeviceFailure = 4;
 
 void dropMessage(QtMsgType, const QMessageLogContext &, const QString &)
 {
@@ -60,7 +62,9 @@ void checkAnswer(const QByteArray &answer)
         std::abort();
     const quint8 function = quint8(answer.at(7));
     if (function & kExceptionFlag) {
-        if (answer.size() != kAnswerHeadSize || wordAt(answer, 4) != 3 || answer.at(8) != char(kIllegalFunction))
+        const quint8 code = quint8(answer.at(8));
+        if (answer.size() != kAnswerHeadSize || wordAt(answer, 4) != 3
+            || (code != kIllegalFunction && code != kIllegalDataAddress && code != kServerDeviceFailure))
             std::abort();
         return;
     }

@@ -1,6 +1,8 @@
 #include "cmodbusframing.h"
 
 #include "core/clogfile.h"
+#include "core/constants.h"
+#include "core/csettings.h"
 #include "core/cstatusboard.h"
 #include "database/cdatabasehandler.h"
 
@@ -14,6 +16,7 @@ constexpr quint8 kReadHoldingRegisters = 3;
 constexpr quint8 kReadInputRegisters = 4;
 constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
+constexpr quint8 kIllegalDataAddress = 2;
 constexpr quint8 kServerDeviceFailure = 4;
 constexpr quint16 kExceptionLength = 3;
 constexpr int kAnswerHeadSize = 9;
@@ -59,19 +62,29 @@ QByteArray exceptionAnswer(const CModbusFraming::SModbusMBAP &mbap,
 
 // A client waits for the store only briefly: a file that another program
 // holds must not stall the clients of every port.
-std::optional<QMap<quint16, quint16>> readStore(quint16 port, quint16 startAddress, quint16 count)
+std::optional<QMap<quint16, quint16>> readStore(quint16 port, quint16 startAddress, quint16 count,
+                                                bool strictAddresses)
 {
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (!store)
         return std::nullopt;
-    return store->readRegisters(port, startAddress, count, CDataBaseHandler::kReadWaitMs);
+    int rows = 0;
+    std::optional<QMap<quint16, quint16>> words =
+            store->readRegisters(port, startAddress, count, CDataBaseHandler::kReadWaitMs, &rows);
+    if (words && strictAddresses && rows == 0)
+        words->clear();
+    return words;
 }
 
 } // namespace
 
 CModbusFraming::SRegisterSource CModbusFraming::storeSource()
 {
-    return {&readStore, true};
+    const bool strict = CSettings::readValue(SettingsKey::strictAddresses, false).toBool();
+    return {[strict](quint16 port, quint16 startAddress, quint16 count) {
+                return readStore(port, startAddress, count, strict);
+            },
+            true};
 }
 
 CModbusFraming::CModbusFraming(quint16 port, Sender sender, SRegisterSource source)
@@ -155,7 +168,9 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
     if (header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters) {
         const std::optional<QMap<quint16, quint16>> words =
                 m_source.read(m_port, header.startAddress, header.registerCount);
-        if (words) {
+        if (words && words->isEmpty() && header.registerCount > 0) {
+            reply = exceptionAnswer(mbap, header, kIllegalDataAddress);
+        } else if (words) {
             reply = answer(mbap, header, *words);
         } else {
             reply = exceptionAnswer(mbap, header, kServerDeviceFailure);

@@ -31,7 +31,8 @@ public:
 
     using Sender = std::function<bool(const QByteArray &answer)>;
     // Address to word for every address of a read of the port; nothing when
-    // the registers cannot be read now.
+    // the registers cannot be read now, and no word at all for a read of
+    // addresses that hold no register.
     using Reader =
             std::function<std::optional<QMap<quint16, quint16>>(quint16 port, quint16 startAddress, quint16 count)>;
 
@@ -44,7 +45,8 @@ public:
         bool journaled = true;
     };
 
-    // The register store, journaled.
+    // The register store, journaled. Where the settings ask for strict
+    // addresses, a read that meets no stored register finds no word.
     static SRegisterSource storeSource();
 
     CModbusFraming(quint16 port, Sender sender, SRegisterSource source = storeSource());

@@ -1,3 +1,5 @@
+#include "core/constants.h"
+#include "core/csettings.h"
 #include "database/cdatabasehandler.h"
 #include "logspy.h"
 #include "tcp/cconnectionhandler.h"
@@ -226,6 +228,34 @@ private slots:
         QCOMPARE(answered.toHex(), answer.toHex());
         QCOMPARE(m_log->takeLines().filter(QStringLiteral("Incomplete")), incomplete);
         QCOMPARE(exchange(*client, kValidRequest, kValidAnswer.size()).toHex(), kValidAnswer.toHex());
+    }
+
+    // Opt-in: a mistyped address is told to the client instead of read as 0.
+    void strictAddressesRefuseEmptyRanges_data()
+    {
+        QTest::addColumn<bool>("strict");
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QByteArray>("answer");
+
+        const QByteArray nothingThere = hex("0001 0000 0006 01 03 012c 0002");
+        const QByteArray partlyThere = hex("0002 0000 0006 01 03 00c7 0002");
+        QTest::newRow("off, nothing stored") << false << nothingThere << hex("0001 0000 0007 01 03 04 0000 0000");
+        QTest::newRow("on, nothing stored") << true << nothingThere << hex("0001 0000 0003 01 83 02");
+        QTest::newRow("on, one register in the range")
+                << true << partlyThere << hex("0002 0000 0007 01 03 04 0000 beef");
+        QTest::newRow("on, count 0") << true << hex("0003 0000 0006 01 04 00c8 0000") << hex("0003 0000 0003 01 04 00");
+    }
+
+    void strictAddressesRefuseEmptyRanges()
+    {
+        QFETCH(bool, strict);
+        QFETCH(QByteArray, request);
+        QFETCH(QByteArray, answer);
+        CSettings::writeValue(SettingsKey::strictAddresses, strict);
+        m_listener->setRegisterSource(CModbusFraming::storeSource());
+        CSettings::writeValue(SettingsKey::strictAddresses, false);
+        QCOMPARE(exchange(m_port, request, answer.size()).toHex(), answer.toHex());
+        m_listener->setRegisterSource(CModbusFraming::storeSource());
     }
 
     // Each read logs everything buffered so far, and each answer its own bytes.
