@@ -530,18 +530,34 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
-    const QString id = QString::number(deviceId);
-    QSqlQuery query(m_db);
-    if (!query.exec(format.arg(tableFor(protocol), dev(DevDevice), id))) {
+    // The device and its registers go together: registers left behind would
+    // still answer the clients of the port. A savepoint also nests in the
+    // transaction of a caller.
+    if (execute("SAVEPOINT deleteDevice;") != SQLITE_OK) {
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
         return false;
     }
-    if (protocol == ProtocolOption::ModBus && !query.exec(format.arg(DbName::registerTable, reg(RegDevice), id))) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
+    const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
+    const QString id = QString::number(deviceId);
+    QSqlQuery query(m_db);
+    bool deleted = query.exec(format.arg(tableFor(protocol), dev(DevDevice), id));
+    if (!deleted) {
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
+    } else if (protocol == ProtocolOption::ModBus) {
+        deleted = query.exec(format.arg(DbName::registerTable, reg(RegDevice), id));
+        if (!deleted)
+            CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
+    }
+    query.finish();
+    if (!deleted)
+        execute("ROLLBACK TO deleteDevice;");
+    if (execute("RELEASE deleteDevice;") != SQLITE_OK) {
+        execute("ROLLBACK TO deleteDevice;");
+        execute("RELEASE deleteDevice;");
+        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
         return false;
     }
-    return true;
+    return deleted;
 }
 
 QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption protocol)

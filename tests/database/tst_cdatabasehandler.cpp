@@ -180,23 +180,36 @@ private slots:
     {
         QTest::addColumn<quint32>("deviceId");
         QTest::addColumn<ProtocolOption>("kind");
+        QTest::addColumn<bool>("registersRefused");
         QTest::addColumn<QString>("afterwards"); // devices|devicesTCP|dev_data
 
-        QTest::newRow("ModBus device and its registers") << 1u << ModBus << "0|1|1";
-        QTest::newRow("TCP device with the same id") << 1u << TCP << "1|0|3";
-        QTest::newRow("unknown id") << 9u << ModBus << "1|1|3";
+        QTest::newRow("ModBus device and its registers") << 1u << ModBus << false << "0|1|1";
+        QTest::newRow("TCP device with the same id") << 1u << TCP << false << "1|0|3";
+        QTest::newRow("unknown id") << 9u << ModBus << false << "1|1|3";
+        // Registers left behind would still answer on the port: the device stays too.
+        QTest::newRow("registers refused") << 1u << ModBus << true << "1|1|3";
     }
 
     void deleteDevice()
     {
         QFETCH(quint32, deviceId);
         QFETCH(ProtocolOption, kind);
+        QFETCH(bool, registersRefused);
         QFETCH(QString, afterwards);
 
         QVERIFY(add("AA01", ModBus, 0, {reg(0, 16), reg(1, 16)}));
         QVERIFY(add("BB02", TCP));
         QCOMPARE(rows("INSERT INTO dev_data (device, reg_addr) VALUES (2, 0);"), QStringList());
-        QVERIFY(m_handler->deleteDevice(deviceId, kind));
+        if (registersRefused) {
+            QCOMPARE(rows("CREATE TRIGGER keep BEFORE DELETE ON dev_data "
+                          "BEGIN SELECT RAISE(ABORT, 'kept'); END;"),
+                     QStringList());
+        }
+        QCOMPARE(m_handler->deleteDevice(deviceId, kind), !registersRefused);
+        if (registersRefused) {
+            QCOMPARE(messages(), QStringList("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
+            QCOMPARE(rows("DROP TRIGGER keep;"), QStringList());
+        }
         QCOMPARE(counts(), QStringList(afterwards));
     }
 
