@@ -533,6 +533,7 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
     // The device and its registers go together: registers left behind would
     // still answer the clients of the port. A savepoint also nests in the
     // transaction of a caller.
+    m_deleteWasBusy = false;
     if (execute("SAVEPOINT deleteDevice;") != SQLITE_OK) {
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
         return false;
@@ -548,10 +549,13 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
         if (!deleted)
             CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
     }
+    m_deleteWasBusy = !deleted && isBusy(query.lastError().nativeErrorCode().toInt());
     query.finish();
     if (!deleted)
         execute("ROLLBACK TO deleteDevice;");
-    if (execute("RELEASE deleteDevice;") != SQLITE_OK) {
+    const int released = execute("RELEASE deleteDevice;");
+    if (released != SQLITE_OK) {
+        m_deleteWasBusy = isBusy(released);
         execute("ROLLBACK TO deleteDevice;");
         execute("RELEASE deleteDevice;");
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));

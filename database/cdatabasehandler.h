@@ -47,6 +47,8 @@ public:
 
     bool registerNewDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol);
     bool deleteDevice(quint32 deviceId, ProtocolOption protocol);
+    // Whether the last delete failed because another program held the file.
+    bool deleteWasBusy() const { return m_deleteWasBusy; }
     // The returned queries are executed; on failure they come back inactive.
     QSqlQuery getDevices(const QString &search, ProtocolOption protocol);
     QSqlQuery getRegisters(quint32 deviceId);
@@ -147,6 +149,7 @@ private:
     CUplinkBacklog m_backlog;
     QTimer m_retryTimer;
     bool m_writeFailing = false;
+    bool m_deleteWasBusy = false;
     QString m_failureCause;     // of the last write that failed, SQLite's words
 
     static CDataBaseHandler *m_instance;

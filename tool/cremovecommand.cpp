@@ -67,7 +67,7 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CDataBaseHandler *store = CWorkFolder::openStore();
     const bool removed = store && store->deleteDevice(found->id, found->protocol);
     CWorkFolder::flushLog();
-    if (!removed && store && CStoreReader::isBusy(QSqlDatabase::database(DbName::connection, false)))
+    if (!removed && store && store->deleteWasBusy())
         return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
     if (!removed)
         return fail(streams, QStringLiteral("device %1 was not removed; see history.log").arg(found->devEui),
