@@ -437,6 +437,7 @@ enum EField {
     UplinksWaiting = 17,
     UplinksDelayed = 18,
     UplinksDropped = 20,
+    UnknownDeviceUplinks = 22,
 };
 
 struct SField
@@ -461,6 +462,7 @@ inline const QList<SField> kFields = {
     {UplinksWaiting, 1, QStringLiteral("uplinks waiting for the register file")},
     {UplinksDelayed, 2, QStringLiteral("uplinks that waited for the register file")},
     {UplinksDropped, 2, QStringLiteral("uplinks dropped while the register file was busy")},
+    {UnknownDeviceUplinks, 2, QStringLiteral("uplinks of unknown devices")},
 };
 } // namespace StatusBlock
 

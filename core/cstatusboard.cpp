@@ -9,7 +9,7 @@
 
 namespace {
 constexpr qint64 kMsPerSecond = 1000;
-constexpr quint16 kFixedBlockEnd = StatusBlock::UplinksDropped + 2;
+constexpr quint16 kFixedBlockEnd = StatusBlock::UnknownDeviceUplinks + 2;
 
 quint16 highWord(quint32 value)
 {
@@ -56,6 +56,11 @@ void CStatusBoard::uplinkStored(const QString &devEui)
 {
     ++m_uplinksStored;
     m_lastStoredMs.insert(devEui, m_clock());
+}
+
+void CStatusBoard::unknownDeviceUplink()
+{
+    ++m_unknownDeviceUplinks;
 }
 
 void CStatusBoard::requestAnswered()
@@ -180,6 +185,8 @@ quint32 CStatusBoard::fieldValue(int field, qint64 now) const
         return m_uplinksDelayed;
     case StatusBlock::UplinksDropped:
         return m_uplinksDropped;
+    case StatusBlock::UnknownDeviceUplinks:
+        return m_unknownDeviceUplinks;
     default:
         return 0;
     }

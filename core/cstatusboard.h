@@ -28,6 +28,7 @@ public:
     void setSessionState(int state);
     void uplinkReceived();
     void uplinkStored(const QString &devEui);
+    void unknownDeviceUplink();
     void requestAnswered();
     void connectionLost();
     void setPublishedDevices(int modbusDevices, int tcpDevices);
@@ -63,6 +64,7 @@ private:
     int m_sessionState = 0;
     quint32 m_uplinksReceived = 0;
     quint32 m_uplinksStored = 0;
+    quint32 m_unknownDeviceUplinks = 0;
     quint32 m_requestsAnswered = 0;
     quint32 m_connectionsLost = 0;
     int m_modbusDevices = 0;

@@ -18,6 +18,8 @@ namespace {
 constexpr quint32 kTcpChunkFrameMask = 0x2068;
 constexpr qint8 kHighestChunkFrameType = 13;
 constexpr qint8 kShiftedFrameType = 5;
+// Beyond this many, unknown devices are still counted but no longer named.
+constexpr int kMaxUnknownDevicesNamed = 1000;
 
 struct SChunkLayout
 {
@@ -251,14 +253,29 @@ void CAllDeviceHandler::newPacketReceivedSlot(API::SApiDeviceData _devData)
     QMutexLocker locker(&m_mutex);
     CStatusBoard::getInstance()->uplinkReceived();
     const bool isTcpDevice = m_tcpDevices.contains(_devData.devEui);
-    if (!isTcpDevice && !m_modbusDevices.contains(_devData.devEui))
+    if (!isTcpDevice && !m_modbusDevices.contains(_devData.devEui)) {
+        reportUnknownDevice(_devData.devEui);
         return;
+    }
     if (_devData.data.isEmpty())
         return;
     if (isTcpDevice && isChunkFrame(_devData.data))
         parsingDataFromDevice(_devData);
     else if (m_modbusDevices.contains(_devData.devEui))
         processDataSlot(_devData);
+}
+
+// An uplink of a device that is not published: said once for each, so that a
+// device the server sends but nobody registered is seen, and counted.
+void CAllDeviceHandler::reportUnknownDevice(const QString &devEui)
+{
+    CStatusBoard::getInstance()->unknownDeviceUplink();
+    if (m_unknownDevices.size() >= kMaxUnknownDevicesNamed || m_unknownDevices.contains(devEui))
+        return;
+    m_unknownDevices.insert(devEui);
+    CLogFile::addLog(QStringLiteral("WARNING: [CAllDeviceHandler] Uplink of unknown device [%1] dropped: it is not "
+                                    "registered here. Its later uplinks are dropped without a line.")
+                             .arg(devEui));
 }
 
 void CAllDeviceHandler::processDataSlot(API::SApiDeviceData _devData)

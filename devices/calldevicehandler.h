@@ -9,6 +9,7 @@
 #include <QMap>
 #include <QMutex>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 
@@ -72,12 +73,14 @@ private:
 
     void reportPublished() const;
     void uplinkWritten(const QString &devEui, bool stored);
+    void reportUnknownDevice(const QString &devEui);
 
     CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;
     QMap<QString, DB::SDeviceRegMapDescription> m_modbusDevices;
     QMap<quint16, CDeviceHandler *> m_tcpHandlers;
     QMap<QString, quint16> m_tcpDevices;
+    QSet<QString> m_unknownDevices;     // named in the log already
     CDeviceHandler *m_statusHandler = nullptr;
     mutable QMutex m_mutex;
 

@@ -1,3 +1,4 @@
+#include "core/cstatusboard.h"
 #include "devices/calldevicehandler.h"
 #include "logspy.h"
 #include "testnet.h"
@@ -198,10 +199,11 @@ private slots:
         m_log->forget();
         QSignalSpy newData(registry(), &CAllDeviceHandler::newDataForDevice);
 
-        // Unknown, removed, a TCP device's frame that carries no chunk, an empty one, then a chunk frame.
+        // Unknown, removed, a TCP device's frame that carries no chunk, an empty one, a chunk frame, then the
+        // unknown device again.
         const QStringList devEuis = {"00000000000000F9", "00000000000000E2", "00000000000000E1", "00000000000000E1",
-                                     "00000000000000E1"};
-        const QList<QByteArray> payloads = {"0301", "0301", "04010203", "", "0d"};
+                                     "00000000000000E1", "00000000000000F9"};
+        const QList<QByteArray> payloads = {"0301", "0301", "04010203", "", "0d", "0301"};
         for (int i = 0; i < devEuis.size(); ++i) {
             API::SApiDeviceData uplink;
             uplink.devEui = devEuis.at(i);
@@ -209,8 +211,16 @@ private slots:
             uplink.valid = true;
             registry()->newPacketReceivedSlot(uplink);
         }
-        QCOMPARE(m_log->takeLines(), QStringList("INFO: [CAllDeviceHandler::Parse_Data_from_Device] Recived data [0d] "
-                                                 "from device [00000000000000E1]."));
+        const QString unknown = QStringLiteral("WARNING: [CAllDeviceHandler] Uplink of unknown device [%1] dropped: "
+                                               "it is not registered here. Its later uplinks are dropped without a "
+                                               "line.");
+        QCOMPARE(m_log->takeLines(),
+                 QStringList({unknown.arg("00000000000000F9"), unknown.arg("00000000000000E2"),
+                              "INFO: [CAllDeviceHandler::Parse_Data_from_Device] Recived data [0d] from device "
+                              "[00000000000000E1]."}));
+        const quint16 counter = StatusBlock::UnknownDeviceUplinks;
+        QCOMPARE(CStatusBoard::getInstance()->read(counter, 2),
+                 (QMap<quint16, quint16>{{counter, 0}, {quint16(counter + 1), 3}}));
         QCOMPARE(newData.count(), 0);
     }
 };
