@@ -122,7 +122,8 @@ private slots:
         QVERIFY(log.open(QIODevice::ReadOnly));
         QByteArray lines;
         QTRY_VERIFY_WITH_TIMEOUT((lines += log.readAll()).contains("Recived data [0101050202f63e0c]"), 10000);
-        QVERIFY(lines.contains("The register file is busy (database is locked)"));
+        QTRY_VERIFY_WITH_TIMEOUT((lines += log.readAll()).contains("The register file is busy (database is locked)"),
+                                 10000);
 
         m_program.terminate();
         // Freed while the program waits to store what it holds.
