@@ -293,6 +293,8 @@ inline const QString regBitBias = QStringLiteral("reg_bit_bias");
 inline const QString regBitSize = QStringLiteral("reg_bit_size");
 inline const QString regMapBias = QStringLiteral("reg_map_bias");
 inline const QString serverData = QStringLiteral("server_data");
+inline const QString signedWords = QStringLiteral("signed_words");
+inline const QString twosComplement = QStringLiteral("twos_complement");
 } // namespace TemplateKey
 
 // Uplink packet kinds. The order is significant: elements 0 and 2 are the

@@ -21,6 +21,18 @@ QString hexText(T value, int width)
     return QStringLiteral("%1").arg(value, width, 16, QLatin1Char('0')).right(width);
 }
 
+// With the template's opt-in, a negative value is written as the bits a
+// register of this many hex digits holds, so -100 in one register is ff9c.
+QString signedText(qint64 value, int width, bool twosComplement)
+{
+    if (!twosComplement || value >= 0)
+        return hexText(value, width);
+    quint64 bits = quint64(value);
+    if (width < kDigitsPerRegister * 4)
+        bits &= (quint64(1) << (width * 4)) - 1;
+    return hexText(bits, width);
+}
+
 // Entries with an empty value are never added: that is how short texts end.
 void addRegister(DB::SDbDeviceRegDataSet &set, const QString &value, const QString &fullValue, qint64 offset)
 {
@@ -72,16 +84,16 @@ T readRaw(QByteArray bytes, bool bigEndian)
 
 // The server data as the template's keyword asks, with how many registers its
 // text fills when the text is a number.
-QString serverDataText(const QString &code, const API::SApiDeviceData &uplink)
+QString serverDataText(const QString &code, const API::SApiDeviceData &uplink, bool twosComplement)
 {
     // The time stamp keeps its whole text: seconds of 2^32 and more give more
     // than eight digits, and the first register then takes the leading ones.
     if (code == TemplateKey::ts)
         return QStringLiteral("%1").arg(uplink.ts / kMillisecondsPerSecond, 8, 16, QLatin1Char('0'));
     if (code == TemplateKey::rssi)
-        return hexText(uplink.rssi, 4);
+        return signedText(uplink.rssi, 4, twosComplement);
     if (code == TemplateKey::snr)
-        return hexText(qint32(roundHalfAway(uplink.snr)), 8);
+        return signedText(qint32(roundHalfAway(uplink.snr)), 8, twosComplement);
     if (code == TemplateKey::fcnt)
         return hexText(uplink.fcnt, 8);
     if (code == TemplateKey::gatewayId)
@@ -149,7 +161,7 @@ std::optional<DB::SDbDeviceRegDataSet> CUplinkDecoder::decode(const API::SApiDev
 void CUplinkDecoder::addServerData(DB::SDbDeviceRegDataSet &set, const SServerData &datum,
                                    const API::SApiDeviceData &uplink) const
 {
-    const QString text = serverDataText(datum.dataCode, uplink);
+    const QString text = serverDataText(datum.dataCode, uplink, m_template.twosComplement);
     const qint64 bias = datum.regMapBias;
     if (datum.dataCode == TemplateKey::ts) {
         addRegister(set, text.left(kDigitsPerRegister), text, bias);
@@ -214,25 +226,26 @@ QString CUplinkDecoder::numberText(const SDevicePacketField &field, const QByteA
     const bool bigEndian = field.endianness == SDevicePacketField::BigEndian;
     const DB::SRegisterParam param = m_scaling(regAddr);
     const auto scaled = [&param](double raw) { return raw * param.gratingPeriod + param.startValue; };
+    const bool twos = m_template.twosComplement;
 
     switch (bytes.size() > 0 ? field.dataBitSize / 8 : 0) {
     case 1: {
         const double raw = isSigned ? double(qint8(bytes.at(0))) : double(quint8(bytes.at(0)));
-        return hexText(qint32(roundHalfAway(scaled(raw))), 4);
+        return signedText(qint32(roundHalfAway(scaled(raw))), 4, twos);
     }
     case 2: {
         const double raw = isSigned ? double(readRaw<qint16>(bytes, bigEndian))
                                     : double(readRaw<quint16>(bytes, bigEndian));
-        return hexText(qint32(roundHalfAway(scaled(raw))), 4);
+        return signedText(qint32(roundHalfAway(scaled(raw))), 4, twos);
     }
     case 4: {
         const double raw = isSigned ? double(readRaw<qint32>(bytes, bigEndian))
                                     : double(readRaw<quint32>(bytes, bigEndian));
-        return hexText(roundHalfAway(scaled(raw)), 8);
+        return signedText(roundHalfAway(scaled(raw)), 8, twos);
     }
     case 8:
         if (isSigned)
-            return hexText(roundHalfAway(scaled(double(readRaw<qint64>(bytes, bigEndian)))), 16);
+            return signedText(roundHalfAway(scaled(double(readRaw<qint64>(bytes, bigEndian)))), 16, twos);
         return hexText(truncateUnsigned(scaled(double(readRaw<quint64>(bytes, bigEndian)))), 16);
     default:
         return QString();

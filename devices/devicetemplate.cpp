@@ -184,6 +184,14 @@ SDeviceTemplate::SDeviceTemplate(const QJsonObject &object)
 
     appEui = object.value(TemplateKey::appEui).toString().toUpper();
     devType = object.value(TemplateKey::devType).toString();
+    if (object.contains(TemplateKey::signedWords)) {
+        // A misspelt word would silently store magnitudes: refuse it instead.
+        if (object.value(TemplateKey::signedWords).toString() != TemplateKey::twosComplement) {
+            report(QStringLiteral(R"([SDeviceTemplate] Invalid signed_words value, can be "twos_complement")"));
+            return;
+        }
+        twosComplement = true;
+    }
 
     const QJsonArray packets = object.value(TemplateKey::devicePackets).toArray();
     for (const QJsonValue &value : packets) {

@@ -85,6 +85,9 @@ struct SDeviceTemplate
     QString appEui;         // upper case; the template's key
     QString devType;
     QColor color = kDefaultDeviceColor;
+    // Opt-in: a negative value is stored as the two's complement of its
+    // register width rather than as its magnitude with a minus sign.
+    bool twosComplement = false;
     QMap<QString, SServerData> serverData;
     // Keyed by packet_type as unsigned: -56 in the file is 0xFFFFFFC8, the
     // pattern of a payload byte 0xC8 widened with its sign.

@@ -91,6 +91,7 @@ int CCheckCommand::reportTemplate(const SDeviceTemplate &deviceTemplate, QTextSt
 {
     out << kIndent << QStringLiteral("template %1 \"%2\", colour %3")
                               .arg(deviceTemplate.appEui, deviceTemplate.devType, deviceTemplate.color.name())
+        << (deviceTemplate.twosComplement ? QStringLiteral(", negative values as two's complement") : QString())
         << Qt::endl;
     const CTemplateLayout layout(deviceTemplate);
     const QString tableIndent = kIndent + kIndent;

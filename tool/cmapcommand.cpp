@@ -40,6 +40,15 @@ QStringList statusRow(quint16 port, quint32 address, quint16 width, const QStrin
             QStringLiteral("0"), kStatus};
 }
 
+// A SCADA tag reads a negative value differently when its template stores
+// two's complement, so the data type says so.
+QString dataTypeText(const QString &dataType, const SDeviceTemplate &deviceTemplate)
+{
+    if (deviceTemplate.twosComplement && dataType == DataType::integer)
+        return QStringLiteral("%1 (two's complement)").arg(dataType);
+    return dataType;
+}
+
 } // namespace
 
 CMapCommand::CMapCommand()
@@ -99,10 +108,12 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
     CTableWriter table(format == kMarkdown ? CTableWriter::Markdown : CTableWriter::Csv, kHeader);
     for (const SStoredRegister &reg : *registers) {
+        const SDeviceTemplate deviceTemplate = folder.templates().value(reg.appEui.toUpper());
         table.addRow({QString::number(reg.port), QString::number(reg.address),
                       QString::number(RegisterWords::wordCount(reg.bitSize)), reg.deviceName, reg.devEui,
-                      reg.appEui, folder.templates().value(reg.appEui.toUpper()).devType, reg.name, reg.unit,
-                      reg.dataType, QString::number(reg.multiplier), QString::number(reg.offset), kModBus});
+                      reg.appEui, deviceTemplate.devType, reg.name, reg.unit,
+                      dataTypeText(reg.dataType, deviceTemplate), QString::number(reg.multiplier),
+                      QString::number(reg.offset), kModBus});
     }
     for (const SStoredTcpDevice &device : devices->tcp) {
         table.addRow({QString::number(device.port), QString(), QString(), device.deviceName, device.devEui,

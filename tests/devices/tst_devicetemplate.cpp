@@ -121,6 +121,15 @@ private slots:
                 << false;
         QTest::newRow("template: texts of wrong type")
                 << modbus << withValue(withValue(kOnePacket, "app_eui", 1), "dev_type", 2) << QStringList() << true;
+        // The opt-in word is exact: a misspelt one would store magnitudes unnoticed.
+        const QStringList signedWordsFault = fault("SDeviceTemplate",
+                                                   R"(Invalid signed_words value, can be "twos_complement")");
+        QTest::newRow("template: two's complement") << modbus << withValue(kOnePacket, "signed_words", "twos_complement")
+                                                    << QStringList() << true;
+        QTest::newRow("template: signed_words misspelt")
+                << modbus << withValue(kOnePacket, "signed_words", "twos-complement") << signedWordsFault << false;
+        QTest::newRow("template: signed_words not a text")
+                << modbus << withValue(kOnePacket, "signed_words", true) << signedWordsFault << false;
         QTest::newRow("packet: all fields bad")
                 << Parse(parsedValid<SDevicePacket>) << packet(1, "{}," + field("A", 3, R"(,"endianness":"mixed")"))
                 << fault("SDevicePacketField", "Empty input JSON") + kEndiannessFault << false;

@@ -81,6 +81,16 @@ private slots:
                                              "TCP.json: 1 accepted, 0 refused",
                                              "  TCP template F1A7C0DE0000C0F1 \"Gateway\", colour #94999d",
                                              "2 files, 2 templates accepted, 0 refused, 0 warnings"};
+        QTest::newRow("two's complement")
+                << Files{{"twos.json", QByteArray(kGood).replace(R"("dev_type")", R"("signed_words":"twos_complement","dev_type")")}}
+                << 0
+                << QStringList{"  template F1A7C0DE0000C001 \"Kind f1a7c0de0000c001\", colour #94999d, negative values as "
+                               "two's complement"};
+        QTest::newRow("signed_words misspelt")
+                << Files{{"twos.json", QByteArray(kGood).replace(R"("dev_type")", R"("signed_words":"twos","dev_type")")}}
+                << 1
+                << QStringList{"twos.json: 0 accepted, 1 refused",
+                               "  [SDeviceTemplate] Invalid signed_words value, can be \"twos_complement\""};
         QTest::newRow("duplicate") << Files{{"a.json", kGood}, {"b.json", QByteArray(kGood).replace("c001", "C001")}} << 1
                                    << QStringList{"a.json: 1 accepted, 0 refused", "b.json: 0 accepted, 1 refused",
                                                   "  Device [F1A7C0DE0000C001] already inited. Skip",

@@ -14,6 +14,9 @@ namespace {
 
 const QString kAppEui = QStringLiteral("F1A7C0DE0000DEC0");
 const QString kTemplateFile = QStringLiteral("source/decode_kind.json");
+// The same packets with negative values stored as two's complement.
+const QString kTwosAppEui = QStringLiteral("F1A7C0DE0000DEC1");
+const QString kTwosTemplateFile = QStringLiteral("source/decode_twos.json");
 const QString kRxFile = QStringLiteral("rx.json");
 constexpr quint32 kStartAddr = 100;
 constexpr quint32 kSpan = 30;
@@ -41,19 +44,23 @@ QJsonObject packet(int type, int size, const QJsonArray &fields)
     return {{"packet_type", type}, {"packet_size", size}, {"packet_fields", fields}};
 }
 
-QByteArray templateText()
+QByteArray templateText(const QString &appEui, bool twosComplement)
 {
     const QJsonArray packets = {
         packet(1, 5, {field("Big", "uinteger/16/be", 1, 10), field("Little", "uinteger/16/LE", 3, 11)}),
         packet(2, 4, {field("Minus one", "integer/8", 1, 12), field("Signed", "integer/16/Be", 2, 13)}),
         packet(3, 13, {field("Counter", "uinteger/32/le", 1, 14), field("Balance", "integer/64/be", 5, 16)}),
         packet(4, 3, {field("Scaled", "uinteger/16/be", 1, 20)}),
+        packet(5, 7, {field("Temperature", "integer/16/le", 1, 23), field("Level", "integer/32/be", 3, 24)}),
         packet(-56, 5, {field("Label", "text/32", 1, 21)}),
     };
-    const QJsonArray data = {datum("ts", 0, 32), datum("rssi", 2, 16), datum("fcnt", 3, 32)};
-    return QJsonDocument(QJsonObject{{"app_eui", kAppEui.toLower()}, {"dev_type", "Decode table"},
-                                     {"device_packets", packets}, {"server_data", data}})
-            .toJson();
+    const QJsonArray data = {datum("ts", 0, 32), datum("rssi", 2, 16), datum("fcnt", 3, 32),
+                             datum("snr", 5, 16)};
+    QJsonObject object{{"app_eui", appEui.toLower()}, {"dev_type", "Decode table"},
+                       {"device_packets", packets}, {"server_data", data}};
+    if (twosComplement)
+        object.insert("signed_words", "twos_complement");
+    return QJsonDocument(object).toJson();
 }
 
 const QJsonObject kRx{{"cmd", "rx"}, {"type", "UNCONF_UP"}, {"devEui", "00000000000000ff"},
@@ -88,11 +95,13 @@ private slots:
     void initTestCase()
     {
         QVERIFY(QDir().mkdir(QStringLiteral("source")));
-        writeFile(kTemplateFile, templateText());
+        writeFile(kTemplateFile, templateText(kAppEui, false));
+        writeFile(kTwosTemplateFile, templateText(kTwosAppEui, true));
         writeFile(kRxFile, QJsonDocument(kRx).toJson());
         m_program = std::make_unique<ProgramCore>(QStringLiteral("source"));
         m_log = new LogSpy;
         QVERIFY(CAllDeviceHandler::getInstance()->hasTemplate(kAppEui));
+        QVERIFY(CAllDeviceHandler::getInstance()->hasTemplate(kTwosAppEui));
     }
 
     void cleanupTestCase()
@@ -103,64 +112,85 @@ private slots:
 
     void sameWordsAsTheProgram_data()
     {
+        QTest::addColumn<bool>("twos");         // the template that stores two's complement
         QTest::addColumn<QByteArray>("payload");
         QTest::addColumn<bool>("withRx");
         QTest::addColumn<bool>("byDevice");     // the stored device's start address and scaling
-        QTest::addColumn<bool>("scaled");       // multiplier 0.1 and offset 5 stored for register 20
+        QTest::addColumn<QString>("scaling");  // "multiplier/offset" stored for register 20
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("expected");  // "address=word", or the warning of a refused payload
 
-        QTest::newRow("byte orders") << QByteArray("0101020304") << false << false << false << 0
+        QTest::newRow("byte orders") << false << QByteArray("0101020304") << false << false << QString() << 0
                                      << QStringList{"110=258", "111=1027"};
-        QTest::newRow("signed values") << QByteArray("02fffffe") << false << true << false << 0
+        QTest::newRow("signed values") << false << QByteArray("02fffffe") << false << true << QString() << 0
                                        << QStringList{"112=1", "113=2"};
-        QTest::newRow("wide values") << QByteArray("0378563412fffffffffffffffe") << false << true << false << 0
+        QTest::newRow("wide values") << false << QByteArray("0378563412fffffffffffffffe") << false << true << QString() << 0
                                      << QStringList{"114=4660", "115=22136", "116=0", "119=2"};
         // A ModBus read takes the hexadecimal digits of a stored text, so "ABCD" reads as one word.
-        QTest::newRow("text") << QByteArray("c841424344") << false << false << false << 0
+        QTest::newRow("text") << false << QByteArray("c841424344") << false << false << QString() << 0
                               << QStringList{"121=43981", "122=0"};
-        QTest::newRow("default scaling") << QByteArray("040019") << false << false << false << 0
+        QTest::newRow("default scaling") << false << QByteArray("040019") << false << false << QString() << 0
                                          << QStringList{"120=25"};
-        QTest::newRow("stored scaling") << QByteArray("040019") << false << true << true << 0
+        QTest::newRow("stored scaling") << false << QByteArray("040019") << false << true << QStringLiteral("0.1/5") << 0
                                         << QStringList{"120=8"};
-        QTest::newRow("server data of an rx message") << QByteArray("0101020304") << true << true << false << 0
+        QTest::newRow("server data of an rx message") << false << QByteArray("0101020304") << true << true << QString() << 0
                                                       << QStringList{"100=25939", "101=61696", "102=87",
                                                                      "103=1", "104=4464"};
-        QTest::newRow("wrong size") << QByteArray("0101") << false << true << false << 1
+        // -100 and -10 stored as two's complement, in both byte orders and widths.
+        QTest::newRow("twos: 8 and 16 bits") << true << QByteArray("02fffffe") << false << true << QString() << 0
+                                             << QStringList{"112=65535", "113=65534"};
+        QTest::newRow("twos: 16 bits le, 32 bits be")
+                << true << QByteArray("059cfffffffff6") << false << false << QString() << 0
+                << QStringList{"123=65436", "124=65535", "125=65526"};
+        QTest::newRow("twos: 64 bits") << true << QByteArray("0378563412fffffffffffffffe") << false << true
+                                       << QString() << 0 << QStringList{"114=4660", "115=22136", "116=65535", "119=65534"};
+        QTest::newRow("twos: scaled below zero") << true << QByteArray("040019") << false << true
+                                                 << QStringLiteral("0.1/-10") << 0 << QStringList{"120=65528"};
+        QTest::newRow("twos: server data") << true << QByteArray("0101020304") << true << true << QString() << 0
+                                           << QStringList{"102=65449", "105=7"};
+        QTest::newRow("sign text: 16 bits le, 32 bits be")
+                << false << QByteArray("059cfffffffff6") << false << false << QString() << 0
+                << QStringList{"123=100", "124=0", "125=10"};
+        QTest::newRow("wrong size") << false << QByteArray("0101") << false << true << QString() << 1
                                     << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of "
                                                    "packet [01][0101]. Expect [5], real [2]");
-        QTest::newRow("unknown type") << QByteArray("09") << true << false << false << 1
+        QTest::newRow("unknown type") << false << QByteArray("09") << true << false << QString() << 1
                                       << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet "
                                                      "type [09]");
     }
 
     void sameWordsAsTheProgram()
     {
+        QFETCH(bool, twos);
         QFETCH(QByteArray, payload);
         QFETCH(bool, withRx);
         QFETCH(bool, byDevice);
-        QFETCH(bool, scaled);
+        QFETCH(QString, scaling);
         QFETCH(int, exitCode);
         QFETCH(QStringList, expected);
 
         // A device of its own, so that no earlier uplink stands in the store.
         const QString devEui = QStringLiteral("00000000DEC0%1").arg(++m_device, 4, 16, QLatin1Char('0')).toUpper();
         const quint16 port = freePort();
-        QVERIFY(ProgramCore::storeDevice(devEui, kAppEui, QStringLiteral("Table"), kStartAddr, port,
+        const QString appEui = twos ? kTwosAppEui : kAppEui;
+        QVERIFY(ProgramCore::storeDevice(devEui, appEui, QStringLiteral("Table"), kStartAddr, port,
                                          ProtocolOption::ModBus));
-        DB::SDeviceRegMapDescription device = CAllDeviceHandler::getInstance()->registerMap(kAppEui);
+        DB::SDeviceRegMapDescription device = CAllDeviceHandler::getInstance()->registerMap(appEui);
         device.devEui = devEui;
         device.startAddr = kStartAddr;
         device.port = port;
         CAllDeviceHandler::getInstance()->addNewDevice(device, ProtocolOption::ModBus);
-        if (scaled) {
+        if (!scaling.isEmpty()) {
+            const QStringList parts = scaling.split(QLatin1Char('/'));
             QSqlQuery update(QSqlDatabase::database(DbName::connection));
-            QVERIFY(update.exec(QStringLiteral("UPDATE dev_data SET grating_period = 0.1, start_value = 5 WHERE "
+            QVERIFY(update.exec(QStringLiteral("UPDATE dev_data SET grating_period = %3, start_value = %4 WHERE "
                                                "reg_addr = %1 AND device = (SELECT device FROM devices WHERE "
-                                               "dev_eui = '%2');").arg(QString::number(kStartAddr + 20), devEui)));
+                                               "dev_eui = '%2');")
+                                        .arg(QString::number(kStartAddr + 20), devEui, parts.at(0), parts.at(1))));
         }
 
-        QStringList arguments{QStringLiteral("decode"), kTemplateFile, QString::fromLatin1(payload)};
+        QStringList arguments{QStringLiteral("decode"), twos ? kTwosTemplateFile : kTemplateFile,
+                              QString::fromLatin1(payload)};
         if (byDevice)
             arguments << QStringLiteral("--device") << devEui;
         else

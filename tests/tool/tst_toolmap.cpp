@@ -4,6 +4,8 @@
 #include "toolrun.h"
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QtTest>
@@ -239,6 +241,26 @@ private slots:
         QCOMPARE(lines.at(3), QStringLiteral("| 5020 | 117 | 2 | Boiler, \"north\" | 000000000000AA01 | "
                                              "F1A7C0DE00000101 | Climate sensor TH-20 | Uptime (s) |  | uinteger | "
                                              "1 | 0 | ModBus |"));
+    }
+
+    // A tag reads a negative value as two's complement only when its template stores it so.
+    void dataTypeNamesTwosComplement()
+    {
+        QFile sample(QStringLiteral(SAMPLE_TEMPLATES_DIR "/ClimateSensor_TH20.json"));
+        QVERIFY(sample.open(QIODevice::ReadOnly));
+        QJsonObject object = QJsonDocument::fromJson(sample.readAll()).object();
+        object.insert(QStringLiteral("signed_words"), QStringLiteral("twos_complement"));
+        QVERIFY(QDir().mkpath(QStringLiteral("twos")));
+        writeFile(QStringLiteral("twos/climate.json"), QJsonDocument(object).toJson());
+
+        const SToolRun run = runTool({QStringLiteral("map"), QStringLiteral("--templates"), QStringLiteral("twos")});
+        QCOMPARE(run.exitCode, 0);
+        bool wellFormed = false;
+        const QList<QStringList> rows = parseCsv(run.out, &wellFormed);
+        QVERIFY(rows.size() > 3);
+        QCOMPARE(rows.at(1).at(9), QStringLiteral("integer (two's complement)"));
+        QCOMPARE(rows.at(2).at(9), QStringLiteral("uinteger"));
+        QCOMPARE(rows.at(3).at(9), QStringLiteral("uinteger"));
     }
 
     void refusesWhatIsNotARegisterFile_data()
