@@ -56,6 +56,9 @@ const CServerLinkWatch *CServerHandler::linkWatch() const
 
 void CServerHandler::connectSlot(QString _origin, QString _login, QString _password)
 {
+    // A login the operator asks for starts the session's story afresh: the
+    // link it closes was not lost.
+    m_outcome = EOutcome::None;
     closeSocket();
     emit changeServerStatus(COMM::Disconnected);
 
@@ -117,6 +120,8 @@ void CServerHandler::socketDisconnectedSlot()
 {
     if (std::exchange(m_linkOpen, false))
         CStatusBoard::getInstance()->connectionLost();
+    if (m_outcome == EOutcome::Accepted)
+        noteOutcome(EOutcome::Lost);
     m_state = StateIdle;
     emit changeServerStatus(COMM::Disconnected);
     m_reconnectTimer->start(SessionTimer::reconnectIntervalMs);
@@ -125,10 +130,13 @@ void CServerHandler::socketDisconnectedSlot()
 void CServerHandler::timeoutSlot()
 {
     m_handshakeTimer->stop();
-    if (m_state == StatePing)
+    if (m_state == StatePing) {
+        noteOutcome(EOutcome::NoServer, QStringLiteral("no answer"));
         emit changeServerStatus(COMM::InvalidPing);
-    else if (m_state == StateAuth)
+    } else if (m_state == StateAuth) {
+        noteOutcome(EOutcome::Refused, QStringLiteral("no answer to the login"));
         emit changeServerStatus(COMM::InvalidAuth);
+    }
 }
 
 void CServerHandler::textMessageReceivedSlot(QString msg)
@@ -152,6 +160,7 @@ void CServerHandler::textMessageReceivedSlot(QString msg)
             emit changeServerStatus(COMM::AuthWaiting);
         } else {
             CLogFile::addLog(QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message"));
+            noteOutcome(EOutcome::NoServer, QStringLiteral("not the answer of a network server"));
             emit changeServerStatus(COMM::InvalidPing);
         }
         break;
@@ -180,12 +189,15 @@ void CServerHandler::handleAuthReply(const QJsonObject &message)
 
     if (failure) {
         qDebug() << failure;
+        noteOutcome(EOutcome::Refused, QStringLiteral("not an answer to the login"));
         emit changeServerStatus(COMM::InvalidAuth);
         return;
     }
     if (!message.value(JsonKey::status).toBool()) {
+        const QString reason = message.value(JsonKey::errString).toString();
         qDebug().noquote() << QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message[4], err[%1]")
-                                      .arg(message.value(JsonKey::errString).toString());
+                                      .arg(reason);
+        noteOutcome(EOutcome::Refused, reason.isEmpty() ? QStringLiteral("no reason given") : reason);
         emit changeServerStatus(COMM::InvalidAuth);
         return;
     }
@@ -193,7 +205,35 @@ void CServerHandler::handleAuthReply(const QJsonObject &message)
     m_reconnectTimer->stop();
     m_token = message.value(JsonKey::token).toString();
     m_state = StateVerified;
+    noteOutcome(EOutcome::Accepted);
     emit changeServerStatus(COMM::Success);
+}
+
+void CServerHandler::noteOutcome(EOutcome outcome, const QString &reason)
+{
+    const EOutcome previous = std::exchange(m_outcome, outcome);
+    if (previous == outcome)
+        return;
+    switch (outcome) {
+    case EOutcome::Accepted:
+        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: %1logged in to %2 as %3")
+                                 .arg(previous == EOutcome::None ? QString() : QStringLiteral("back, "), m_origin,
+                                      m_login));
+        break;
+    case EOutcome::Refused:
+        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: login to %1 as %2 refused: %3")
+                                 .arg(m_origin, m_login, reason));
+        break;
+    case EOutcome::NoServer:
+        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: %1 does not answer as a network server: %2")
+                                 .arg(m_origin, reason));
+        break;
+    case EOutcome::Lost:
+        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: link to %1 lost").arg(m_origin));
+        break;
+    case EOutcome::None:
+        break;
+    }
 }
 
 void CServerHandler::handleVerifiedMessage(const QJsonObject &message)

@@ -66,6 +66,15 @@ private:
         TaskSendData = 2,
     };
 
+    // What the operator's log last said of the session; each change is said once.
+    enum class EOutcome {
+        None,
+        Accepted,
+        Refused,
+        NoServer,
+        Lost,
+    };
+
     struct SServerTask
     {
         ETaskType type;
@@ -83,9 +92,11 @@ private:
     void openSocket(const QUrl &url);
     void sendJson(const QJsonObject &message);
     void enqueueTask(ETaskType type, const QJsonObject &message);
+    void noteOutcome(EOutcome outcome, const QString &reason = QString());
 
     ESessionState m_state = StateIdle;
     bool m_linkOpen = false;    // from connected to disconnected
+    EOutcome m_outcome = EOutcome::None;
     ETaskType m_currentTaskType = TaskGetData;
     QList<SServerTask> m_taskQueue;
     QMutex m_queueMutex;

@@ -57,6 +57,12 @@ class TestCServerHandler : public QObject
 
     QTimer *timer(const char *name) const { return m_handler->findChild<QTimer *>(QLatin1String(name)); }
 
+    // The operator's line of a change of the session, for the fake server.
+    QString session(const QString &text) const
+    {
+        return QStringLiteral("[CServerHandler] Session: ") + QString(text).replace("ORIGIN", m_server->origin());
+    }
+
     // What the timer does when it runs out, without waiting for it.
     static void fire(QTimer *timer) { QVERIFY(QMetaObject::invokeMethod(timer, "timeout")); }
 
@@ -114,25 +120,30 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("reply");
         QTest::addColumn<QString>("debugLine");
+        QTest::addColumn<QString>("reason");    // as the operator's log gives it
 
         const QString prefix = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message");
-        QTest::newRow("no cmd") << json(R"({"status":true})") << prefix + "[1]";
-        QTest::newRow("other cmd") << json(R"({"cmd":"rx","status":true})") << prefix + "[2]";
-        QTest::newRow("no status") << json(R"({"cmd":"auth_resp"})") << prefix + "[3]";
+        const QString notAnAnswer = QStringLiteral("not an answer to the login");
+        QTest::newRow("no cmd") << json(R"({"status":true})") << prefix + "[1]" << notAnAnswer;
+        QTest::newRow("other cmd") << json(R"({"cmd":"rx","status":true})") << prefix + "[2]" << notAnAnswer;
+        QTest::newRow("no status") << json(R"({"cmd":"auth_resp"})") << prefix + "[3]" << notAnAnswer;
         QTest::newRow("refused") << json(R"({"cmd":"auth_resp","status":false,"err_string":"bad_password"})")
-                                 << prefix + "[4], err[bad_password]";
-        QTest::newRow("status not a bool") << json(R"({"cmd":"auth_resp","status":"true"})") << prefix + "[4], err[]";
+                                 << prefix + "[4], err[bad_password]" << "bad_password";
+        QTest::newRow("status not a bool") << json(R"({"cmd":"auth_resp","status":"true"})") << prefix + "[4], err[]"
+                                           << "no reason given";
     }
 
     void refusedLogin()
     {
         QFETCH(QJsonObject, reply);
         QFETCH(QString, debugLine);
+        QFETCH(QString, reason);
 
         m_server->setReply(QStringLiteral("auth_req"), reply);
         QTest::ignoreMessage(QtDebugMsg, qPrintable(debugLine));
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("wrong"));
         QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::InvalidAuth);
+        QCOMPARE(m_log->takeLines(), QStringList(session("login to ORIGIN as user refused: " + reason)));
 
         // The socket stays open but the session is idle: pushes are ignored, downlinks still go.
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
@@ -148,8 +159,10 @@ private slots:
         QTest::addColumn<QStringList>("logged");
 
         const QString unknown = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message");
-        QTest::newRow("wrong reply") << json(R"({"cmd":"hello"})") << QStringList(unknown);
-        QTest::newRow("no reply within 2000 ms") << QJsonObject() << QStringList();
+        const QString notServer = QStringLiteral("ORIGIN does not answer as a network server: ");
+        QTest::newRow("wrong reply") << json(R"({"cmd":"hello"})")
+                                     << QStringList{unknown, notServer + "not the answer of a network server"};
+        QTest::newRow("no reply within 2000 ms") << QJsonObject() << QStringList(notServer + "no answer");
     }
 
     void failedProbe()
@@ -161,6 +174,10 @@ private slots:
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
         QTRY_COMPARE_WITH_TIMEOUT(statuses(*m_statusSpy).last(), COMM::InvalidPing, 4000);
         QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).size(), 0);
+        for (QString &line : logged) {
+            if (line.startsWith(QStringLiteral("ORIGIN")))
+                line = session(line);
+        }
         QCOMPARE(m_log->takeLines(), logged);
     }
 
@@ -231,6 +248,7 @@ private slots:
         const QString line = QStringLiteral("[CServerHandler::%1] %2! Return");
         QCOMPARE(m_log->takeLines(), QStringList({line.arg("getDevicesList", "Invalid connection to server"),
                                                   line.arg("getDeviceLastPackets", "Invalid connection to server"),
+                                                  session("logged in to ORIGIN as user"),
                                                   line.arg("getDevicesList", "Empty input AppEUI list"),
                                                   line.arg("getDeviceLastPackets", "Empty input AppEUI list")}));
         QCOMPARE(m_server->received().size(), 2);
@@ -269,8 +287,9 @@ private slots:
 
         // A reply after the time-out is no longer expected.
         m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[]})"));
-        QTRY_COMPARE(m_log->lines(), QStringList("[CServerHandler::textMessageReceivedSlot] State=verified: "
-                                                 "unsheduled packet from server"));
+        QTRY_COMPARE(m_log->lines(), QStringList({session("logged in to ORIGIN as user"),
+                                                  "[CServerHandler::textMessageReceivedSlot] State=verified: "
+                                                  "unsheduled packet from server"}));
         QCOMPARE(m_listSpy->count(), 2);
     }
 
@@ -320,7 +339,9 @@ private slots:
         QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
 
         m_handler->connectSlot(QStringLiteral("ws://host:port"), QStringLiteral("x"), QStringLiteral("y"));
-        QTRY_COMPARE(m_log->lines(), QStringList("[CServerHandler::connectSlot] Invalid input URL [ws://host:port]"));
+        QTRY_COMPARE(m_log->lines(), QStringList({session("logged in to ORIGIN as user"),
+                                                  session("link to ORIGIN lost"),
+                                                  "[CServerHandler::connectSlot] Invalid input URL [ws://host:port]"}));
         QVERIFY(!statuses(*m_statusSpy).contains(COMM::PingWaiting));
 
         // What the 60 s reconnection timer does when it fires: the last valid server, the last credentials.
@@ -380,6 +401,8 @@ private slots:
         QVERIFY(!reconnect->isActive());
         m_server->dropClients();
         QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
+        QCOMPARE(m_log->takeLines(), QStringList({session("logged in to ORIGIN as user"),
+                                                  session("link to ORIGIN lost")}));
         QVERIFY(reconnect->isActive());
         QCOMPARE(reconnect->interval(), 60000);
         QVERIFY(!reconnect->isSingleShot());

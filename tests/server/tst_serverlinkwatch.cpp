@@ -127,8 +127,11 @@ private slots:
 
         QVERIFY(fire(answer));
         QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Disconnected);
-        QCOMPARE(m_log->takeLines(), QStringList("WARNING: [CServerHandler] No answer from the server for 40 s, "
-                                                 "closing the connection"));
+        const QString session = QStringLiteral("[CServerHandler] Session: ");
+        QCOMPARE(m_log->takeLines(), QStringList({session + "logged in to " + relay.origin() + " as user",
+                                                  "WARNING: [CServerHandler] No answer from the server for 40 s, "
+                                                  "closing the connection",
+                                                  session + "link to " + relay.origin() + " lost"}));
         QCOMPARE(failures.size(), 1);
         QCOMPARE(failures.at(0).at(0).toString(), QStringLiteral("No answer from the server for 40 s"));
         QVERIFY(!ping->isActive());
@@ -140,6 +143,7 @@ private slots:
         QVERIFY(fire(timer("reconnectTimer")));
         QTRY_VERIFY(loggedIn());
         QCOMPARE(server.receivedWithCmd(QStringLiteral("auth_req")).size(), 2);
+        QCOMPARE(m_log->takeLines(), QStringList(session + "back, logged in to " + relay.origin() + " as user"));
     }
 
     void hangingOpeningIsRetried()
