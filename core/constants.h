@@ -411,6 +411,9 @@ inline const QString useLog = QLatin1String("use_log");
 inline const QString statusPort = QLatin1String("status/port");
 // Opt-in: a read that meets no stored register answers exception 02, not zeros.
 inline const QString strictAddresses = QLatin1String("modbus/strict_addresses");
+// Opt-in, one key a ModBus device (max_age/DEVEUI): the seconds its data may
+// age before its reads answer exception 0B.
+inline const QString maxAgeGroup = QLatin1String("max_age");
 } // namespace SettingsKey
 
 // The status registers: the health of the running bridge, from memory, on a

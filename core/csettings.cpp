@@ -67,3 +67,17 @@ bool CSettings::writeValue(const QString &key, const QVariant &value)
     cache.clear();
     return true;
 }
+
+bool CSettings::removeValue(const QString &key)
+{
+    CSettings *settings = getInstance(QString());
+    if (!settings) {
+        qDebug() << "ERROR: [CSettings::removeValue] Invalid object";
+        return false;
+    }
+    settings->remove(key);
+    settings->sync();
+    QMutexLocker locker(&cacheMutex);
+    cache.clear();
+    return true;
+}

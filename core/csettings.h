@@ -13,6 +13,7 @@ public:
 
     static QVariant readValue(const QString &key, const QVariant &defaultValue = QVariant());
     static bool writeValue(const QString &key, const QVariant &value);
+    static bool removeValue(const QString &key);
 
 private:
     explicit CSettings(const QString &fileName);

@@ -194,7 +194,17 @@ quint32 CStatusBoard::fieldValue(int field, qint64 now) const
 
 quint32 CStatusBoard::deviceAge(int index, qint64 now) const
 {
-    const qint64 last = m_lastStoredMs.value(m_deviceOrder.at(index), 0);
+    return ageOf(m_deviceOrder.at(index), now);
+}
+
+quint32 CStatusBoard::secondsSinceStored(const QString &devEui) const
+{
+    return ageOf(devEui, m_clock());
+}
+
+quint32 CStatusBoard::ageOf(const QString &devEui, qint64 now) const
+{
+    const qint64 last = m_lastStoredMs.value(devEui, 0);
     return last > 0 ? secondsSince(last, now) : StatusBlock::never;
 }
 

@@ -46,6 +46,10 @@ public:
     void deviceAdded(const QString &devEui);
     void deviceRemoved(const QString &devEui);
 
+    // Seconds since the device's last stored uplink; StatusBlock::never when
+    // it has none.
+    quint32 secondsSinceStored(const QString &devEui) const;
+
     // Address to word for every address of the request; 0 where the layout
     // holds nothing.
     QMap<quint16, quint16> read(quint16 startAddress, quint16 count) const;
@@ -56,6 +60,7 @@ private:
     quint16 wordAt(quint32 address, qint64 now) const;
     quint32 fieldValue(int field, qint64 now) const;
     quint32 deviceAge(int index, qint64 now) const;
+    quint32 ageOf(const QString &devEui, qint64 now) const;
     static quint32 secondsSince(qint64 then, qint64 now);
 
     Clock m_clock;

@@ -2,9 +2,11 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "core/csettings.h"
 #include "core/cstatusboard.h"
 #include "core/tcpport.h"
 #include "database/cdatabasehandler.h"
+#include "database/registerwords.h"
 #include "devices/cuplinkdecoder.h"
 #include "tcp/cdevicehandler.h"
 
@@ -57,6 +59,11 @@ STemplateInfo summary(const QMap<QString, T> &templates, const QString &appEui)
     if (it == templates.cend())
         return {QString(), QString(), QColor()};
     return {it->appEui, it->devType, it->color};
+}
+
+QString maxAgeKey(const QString &devEui)
+{
+    return SettingsKey::maxAgeGroup + QLatin1Char('/') + devEui.toUpper();
 }
 
 } // namespace
@@ -155,11 +162,12 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
         CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
+    m_storedTimesKnown = store != nullptr;
     m_statusHandler = new CDeviceHandler(*port, ProtocolOption::ModBus, QString(), this);
     m_statusHandler->setRegisterSource({[](quint16, quint16 startAddress, quint16 count) {
                                             return CStatusBoard::getInstance()->read(startAddress, count);
                                         },
-                                        false});
+                                        false, {}});
     // A port taken by another program has said so already.
     if (m_statusHandler->isListening())
         CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(*port));
@@ -169,6 +177,52 @@ bool CAllDeviceHandler::isStatusPort(quint16 port) const
 {
     QMutexLocker locker(&m_mutex);
     return m_statusHandler && m_statusHandler->listenPort() == port;
+}
+
+quint32 CAllDeviceHandler::maxDataAge(const QString &devEui)
+{
+    return CSettings::readValue(maxAgeKey(devEui), 0).toUInt();
+}
+
+void CAllDeviceHandler::setMaxDataAge(const QString &devEui, quint32 seconds)
+{
+    if (seconds == 0)
+        CSettings::removeValue(maxAgeKey(devEui));
+    else
+        CSettings::writeValue(maxAgeKey(devEui), seconds);
+    QMutexLocker locker(&m_mutex);
+    const auto device = m_modbusDevices.constFind(devEui);
+    if (device != m_modbusDevices.cend())
+        watchDataAge(*device, seconds);
+}
+
+// The device answers the addresses of its template's registers.
+void CAllDeviceHandler::watchDataAge(const DB::SDeviceRegMapDescription &device, quint32 seconds)
+{
+    if (seconds == 0) {
+        m_ageWatch.forget(device.devEui);
+        return;
+    }
+    // Ages from before this run are the store's; the status registers may have read them already.
+    if (!m_storedTimesKnown) {
+        if (CDataBaseHandler *store = CDataBaseHandler::getInstance()) {
+            CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
+            m_storedTimesKnown = true;
+        }
+    }
+    const QList<DB::SDeviceRegDescription> regs = registerMap(device.appEui).regs;
+    quint32 first = 0;
+    quint32 last = 0xFFFF;
+    if (!regs.isEmpty()) {
+        first = 0xFFFFFFFFu;
+        last = 0;
+        for (const DB::SDeviceRegDescription &reg : regs) {
+            const quint32 address = device.startAddr + reg.regAddr;
+            first = qMin(first, address);
+            last = qMax(last, address + quint32(RegisterWords::wordCount(reg.bitSize)) - 1);
+        }
+    }
+    m_ageWatch.watch(device.devEui, quint16(device.port), first, last, seconds);
 }
 
 void CAllDeviceHandler::reportPublished() const
@@ -184,7 +238,16 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
     if (handlers.contains(port)) {
         CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::addNewDevice] port [%1] is already open").arg(port));
     } else {
-        handlers.insert(port, new CDeviceHandler(port, Protocol, _devInfo.devEui, this));
+        auto *handler = new CDeviceHandler(port, Protocol, _devInfo.devEui, this);
+        if (Protocol == ProtocolOption::ModBus) {
+            CModbusFraming::SRegisterSource source = CModbusFraming::storeSource();
+            source.targetFailed = [this](quint16 readPort, quint16 startAddress, quint16 count) {
+                QMutexLocker locker(&m_mutex);
+                return m_ageWatch.anyStale(readPort, startAddress, count);
+            };
+            handler->setRegisterSource(source);
+        }
+        handlers.insert(port, handler);
     }
     handlers.value(port)->appendDevice(_devInfo.devEui);
 
@@ -193,6 +256,7 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
     } else {
         m_modbusDevices.insert(_devInfo.devEui, _devInfo);
         CStatusBoard::getInstance()->deviceAdded(_devInfo.devEui);
+        watchDataAge(_devInfo, maxDataAge(_devInfo.devEui));
     }
     reportPublished();
     CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
@@ -220,6 +284,7 @@ void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
     }
     if (modbus) {
         m_modbusDevices.remove(_devEui);
+        m_ageWatch.forget(_devEui);
         CStatusBoard::getInstance()->deviceRemoved(_devEui);
     } else {
         m_tcpDevices.remove(_devEui);

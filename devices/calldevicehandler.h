@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/dbtypes.h"
+#include "devices/cdataagewatch.h"
 #include "devices/ctemplatefolder.h"
 #include "server/apitypes.h"
 
@@ -54,6 +55,11 @@ public:
     void openStatusPort(const QVariant &portSetting);
     bool isStatusPort(quint16 port) const;
 
+    // Opt-in: how many seconds a ModBus device's data may age before its
+    // reads answer exception 0B; 0, the default, never. Kept in the settings.
+    static quint32 maxDataAge(const QString &devEui);
+    void setMaxDataAge(const QString &devEui, quint32 seconds);
+
 signals:
     void newDataForDevice(QString _devEui);
 
@@ -74,6 +80,7 @@ private:
     void reportPublished() const;
     void uplinkWritten(const QString &devEui, bool stored);
     void reportUnknownDevice(const QString &devEui);
+    void watchDataAge(const DB::SDeviceRegMapDescription &device, quint32 seconds);
 
     CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;
@@ -82,6 +89,8 @@ private:
     QMap<QString, quint16> m_tcpDevices;
     QSet<QString> m_unknownDevices;     // named in the log already
     CDeviceHandler *m_statusHandler = nullptr;
+    CDataAgeWatch m_ageWatch;
+    bool m_storedTimesKnown = false;    // the status board has the store's times
     mutable QMutex m_mutex;
 
     static CAllDeviceHandler *m_instance;

@@ -20,6 +20,14 @@
         <translation>Не указан начальный адрес</translation>
     </message>
     <message>
+        <source>Max data age, s:</source>
+        <translation>Макс. возраст данных, с:</translation>
+    </message>
+    <message>
+        <source>When the device has stored no uplink for longer, ModBus reads of its registers answer exception 0B. Empty or 0: never.</source>
+        <translation>Если от устройства дольше не сохранено ни одного пакета, чтение его регистров по ModBus отвечает исключением 0B. Пусто или 0: никогда.</translation>
+    </message>
+    <message>
         <source>Device's registers</source>
         <translation>Регистры устройства</translation>
     </message>

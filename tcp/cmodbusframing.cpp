@@ -18,6 +18,7 @@ constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
 constexpr quint8 kIllegalDataAddress = 2;
 constexpr quint8 kServerDeviceFailure = 4;
+constexpr quint8 kGatewayTargetFailed = 0x0B;
 constexpr quint16 kExceptionLength = 3;
 constexpr int kAnswerHeadSize = 9;
 
@@ -84,7 +85,7 @@ CModbusFraming::SRegisterSource CModbusFraming::storeSource()
     return {[strict](quint16 port, quint16 startAddress, quint16 count) {
                 return readStore(port, startAddress, count, strict);
             },
-            true};
+            true, {}};
 }
 
 CModbusFraming::CModbusFraming(quint16 port, Sender sender, SRegisterSource source)
@@ -165,7 +166,11 @@ void CModbusFraming::answerFrames()
 bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header)
 {
     QByteArray reply;
-    if (header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters) {
+    const bool isRead = header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters;
+    if (isRead && m_source.targetFailed
+        && m_source.targetFailed(m_port, header.startAddress, header.registerCount)) {
+        reply = exceptionAnswer(mbap, header, kGatewayTargetFailed);
+    } else if (isRead) {
         const std::optional<QMap<quint16, quint16>> words =
                 m_source.read(m_port, header.startAddress, header.registerCount);
         if (words && words->isEmpty() && header.registerCount > 0) {

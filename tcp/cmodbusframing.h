@@ -36,6 +36,10 @@ public:
     using Reader =
             std::function<std::optional<QMap<quint16, quint16>>(quint16 port, quint16 startAddress, quint16 count)>;
 
+    // Whether a device behind the read stopped reporting; the read then
+    // answers exception 0B, which a SCADA takes as its comm failure.
+    using TargetCheck = std::function<bool(quint16 port, quint16 startAddress, quint16 count)>;
+
     struct SRegisterSource
     {
         Reader read;
@@ -43,6 +47,7 @@ public:
         // counts them as answered device requests; the others only to the
         // debug stream.
         bool journaled = true;
+        TargetCheck targetFailed;   // none: every target answers
     };
 
     // The register store, journaled. Where the settings ask for strict

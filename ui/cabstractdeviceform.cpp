@@ -30,6 +30,8 @@ constexpr int kTcpColumns = 5;
 constexpr int kTypesPerRow = 5;
 constexpr int kMargin = 5;
 constexpr int kEditWidth = 50;
+// A week: longer than any reporting interval a LoRaWAN device is given.
+constexpr int kMaxDataAgeSeconds = 7 * 24 * 3600;
 constexpr int kEditHeight = 25;
 constexpr int kMarkSize = 25;
 constexpr int kListStretch = 50;
@@ -83,6 +85,8 @@ CAbstractDeviceForm::CAbstractDeviceForm(QWidget *parent)
     , m_startAddrEdit(new QLineEdit(this))
     , m_portErrorButton(errorMark(tr("Invalid TCP port (is used or unsupported)"), this))
     , m_startAddrErrorButton(errorMark(tr("Empty start address"), this))
+    , m_maxAgeLabel(new QLabel(tr("Max data age, s:"), this))
+    , m_maxAgeEdit(new QLineEdit(this))
     , m_deviceTypesLayout(new QGridLayout)
     , m_registersGroup(new QGroupBox(tr("Device's registers"), this))
     , m_modbusDelegate(new CDeviceDelegat(this, CDeviceDelegat::ModBusMode))
@@ -143,6 +147,16 @@ QWidget *CAbstractDeviceForm::buildConnectionGroup()
     m_startAddrEdit->setValidator(new QIntValidator(m_startAddrEdit));
     layout->addWidget(m_startAddrEdit);
     layout->addWidget(m_startAddrErrorButton);
+    layout->addStretch(1);
+
+    m_maxAgeLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    layout->addWidget(m_maxAgeLabel, 1);
+    m_maxAgeEdit->setObjectName(QStringLiteral("maxAgeEdit"));
+    m_maxAgeEdit->setFixedWidth(kEditWidth);
+    m_maxAgeEdit->setValidator(new QIntValidator(0, kMaxDataAgeSeconds, m_maxAgeEdit));
+    m_maxAgeEdit->setToolTip(tr("When the device has stored no uplink for longer, ModBus reads of its registers "
+                                "answer exception 0B. Empty or 0: never."));
+    layout->addWidget(m_maxAgeEdit);
     layout->addStretch(1);
     return group;
 }
@@ -239,6 +253,8 @@ int CAbstractDeviceForm::showForm(QString _title, ProtocolOption Protocol)
     const bool modbus = Protocol == ProtocolOption::ModBus;
     m_startAddrEdit->setVisible(modbus);
     m_startAddrLabel->setVisible(modbus);
+    m_maxAgeEdit->setVisible(modbus);
+    m_maxAgeLabel->setVisible(modbus);
     m_registersGroup->setVisible(modbus);
     if (modbus) {
         m_deviceList->setItemDelegate(m_modbusDelegate);

@@ -66,6 +66,9 @@ protected:
     QLineEdit *m_startAddrEdit;
     QPushButton *m_portErrorButton;
     QPushButton *m_startAddrErrorButton;
+    // ModBus devices only: empty or 0, the data may age for ever.
+    QLabel *m_maxAgeLabel;
+    QLineEdit *m_maxAgeEdit;
     QGridLayout *m_deviceTypesLayout;
     QGroupBox *m_registersGroup;
     ProtocolOption m_protocol = ProtocolOption::ModBus;

@@ -59,6 +59,7 @@ void CAddNewDeviceForm::refresh()
     m_startAddrErrorButton->hide();
     m_portEdit->clear();
     m_startAddrEdit->clear();
+    m_maxAgeEdit->clear();
 
     const QStringList appEuis = rebuildDeviceTypes();
     // The selected type is kept: see deviceListSelectSlot.
@@ -202,7 +203,11 @@ void CAddNewDeviceForm::addDeviceSlot()
         return;
     }
 
-    CAllDeviceHandler::getInstance()->addNewDevice(device, m_protocol);
+    CAllDeviceHandler *registry = CAllDeviceHandler::getInstance();
+    // Also clears what an earlier device of this DevEUI left in the settings.
+    if (m_protocol == ProtocolOption::ModBus)
+        registry->setMaxDataAge(device.devEui, m_maxAgeEdit->text().toUInt());
+    registry->addNewDevice(device, m_protocol);
     CLogFile::addLog(QStringLiteral("INFO: [CAddNewDeviceForm::addDeviceSlot] device created successfully"));
     accept();
     requestLastPackets(device.devEui);

@@ -72,6 +72,8 @@ void CEditDeviceForm::setOriginal(uint32_t _deviceId, QString _devEui, QString _
 
     m_portEdit->setText(QString::number(_port));
     m_startAddrEdit->setText(hasStartAddr ? QString::number(_startAddr) : QString());
+    const quint32 maxAge = CAllDeviceHandler::maxDataAge(_devEui);
+    m_maxAgeEdit->setText(maxAge > 0 ? QString::number(maxAge) : QString());
 }
 
 void CEditDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
@@ -103,6 +105,8 @@ void CEditDeviceForm::addDeviceSlot()
             return;
     } else {
         updateRegisters(deviceId);
+        CAllDeviceHandler::getInstance()->setMaxDataAge(cell(m_deviceModel, 0, DeviceColumn::DevEui).toString(),
+                                                        m_maxAgeEdit->text().toUInt());
     }
 
     CLogFile::addLog(QStringLiteral("INFO: [CEditDeviceForm::updateDeviceSlot] device's register update successfully"));

@@ -249,6 +249,48 @@ private slots:
         QCOMPARE(m_log->takeLines(), QStringList(line));
         QVERIFY(!m_registry->isStatusPort(quint16(setting.toUInt())));
     }
+
+    // Opt-in: a read that meets a device past its data age answers exception 0B.
+    void staleDevicesAnswerCommFailure()
+    {
+        const QByteArray commFailure = hex("0007 0000 0003 11 83 0b");
+        const auto answerHead = [this](quint16 start) {
+            return exchange(m_devicePort, request(3, start, 1), 9).left(9);
+        };
+        // Each device's first register starts a 64-bit value: its next word comes along.
+        const QByteArray answered = hex("0007 0000 0007 11 03 04");
+        const QString staleLine = QStringLiteral("WARNING: [CAllDeviceHandler] Device DevEUI[%1] has stored no uplink "
+                                                 "for more than 60 s: its reads answer exception 0B.");
+        m_registry->setMaxDataAge(kSecond, 60);
+        m_registry->setMaxDataAge(kSilent, 60);
+        QCOMPARE(CAllDeviceHandler::maxDataAge(kSecond.toLower()), 60u);
+        m_log->forget();
+
+        // Fresh, unwatched and never stored; a read past the silent device's registers meets none of them.
+        QCOMPARE(answerHead(2000), answered);
+        QCOMPARE(answerHead(1000), answered);
+        QCOMPARE(answerHead(3000), commFailure);
+        QCOMPARE(answerHead(3000), commFailure);
+        QCOMPARE(answerHead(3500), hex("0007 0000 0005 11 03 02"));
+
+        m_now += 61 * kSecond_ms;
+        QCOMPARE(answerHead(2000), commFailure);
+        push(kSecond, kClimatePayload);
+        QTRY_COMPARE(answerHead(2000), answered);
+
+        // The setting drops the check, and outlives a restart in settings.conf.
+        m_registry->setMaxDataAge(kSilent, 0);
+        QCOMPARE(answerHead(3000), answered);
+        QCOMPARE(CAllDeviceHandler::maxDataAge(kSilent), 0u);
+        QSettings file(FileName::settings, QSettings::IniFormat);
+        QCOMPARE(file.value(QStringLiteral("max_age/%1").arg(kSecond)).toUInt(), 60u);
+        QVERIFY(!file.contains(QStringLiteral("max_age/%1").arg(kSilent)));
+
+        const QStringList lines = m_log->takeLines().filter(QStringLiteral("[CAllDeviceHandler] Device"));
+        QCOMPARE(lines, QStringList({staleLine.arg(kSilent), staleLine.arg(kSecond),
+                                     QStringLiteral("INFO: [CAllDeviceHandler] Device DevEUI[%1] has fresh data "
+                                                    "again: its reads are answered.").arg(kSecond)}));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestStatusBlock)

@@ -335,9 +335,16 @@ private slots:
         form->setOriginal(id, kBoiler, QStringLiteral("Boiler room climate"), kClimateEui, m_modbusPort, 1000);
         open(form, ProtocolOption::ModBus);
         QVERIFY(setScaling(form, 1010, 2.5, 0.1, QStringLiteral("°C")));
+        auto *maxAge = child<QLineEdit>(form, QStringLiteral("maxAgeEdit"));
+        QVERIFY(maxAge->isVisibleTo(form));
+        QCOMPARE(maxAge->text(), QString());
+        maxAge->setText(QStringLiteral("300"));
 
         form->addDeviceSlot();
         QCOMPARE(form->result(), int(QDialog::Accepted));
+        QCOMPARE(CAllDeviceHandler::maxDataAge(kBoiler), 300u);
+        form->setOriginal(id, kBoiler, QStringLiteral("Boiler room climate"), kClimateEui, m_modbusPort, 1000);
+        QCOMPARE(maxAge->text(), QStringLiteral("300"));
 
         // The next uplink is scaled: 235 × 0.1 + 2.5 = 26.
         QSignalSpy newData(CAllDeviceHandler::getInstance(), &CAllDeviceHandler::newDataForDevice);
