@@ -350,6 +350,8 @@ inline const QString registerTable = QStringLiteral("dev_data");
 inline const QString deviceTable = QStringLiteral("devices");
 inline const QString tcpDeviceTable = QStringLiteral("devicesTCP");
 inline const QString dalete = QStringLiteral("dalete");
+// Opt-in, beside the register rows: the decimals a scaled value keeps.
+inline const QString decimalsTable = QStringLiteral("dev_data_decimals");
 } // namespace DbName
 
 // Column order of the register table; the same numbers are the columns of

@@ -258,6 +258,9 @@ CDataBaseHandler::CDataBaseHandler()
     if (!createTables(query))
         return;
     createIndexes(query);
+    if (!m_decimals.load(m_db))
+        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler] The decimals of the registers are not read"),
+                   DbName::decimalsTable);
     reportUnwritable();
 }
 
@@ -422,7 +425,23 @@ bool CDataBaseHandler::registerNewDevice(const DB::SDeviceRegMapDescription &dev
     const quint32 deviceId = readDeviceId(table, device.devEui);
     if (deviceId == 0)
         return false;
-    return protocol != ProtocolOption::ModBus || insertRegisters(deviceId, device);
+    if (protocol != ProtocolOption::ModBus)
+        return true;
+    if (!insertRegisters(deviceId, device))
+        return false;
+    QList<CRegisterDecimals::SEntry> decimals;
+    for (const DB::SDeviceRegDescription &reg : device.regs)
+        decimals.append({device.startAddr + reg.regAddr, reg.decimals});
+    return writeDecimals(deviceId, decimals);
+}
+
+bool CDataBaseHandler::writeDecimals(quint32 deviceId, const QList<CRegisterDecimals::SEntry> &decimals)
+{
+    if (m_decimals.write(m_db, deviceId, decimals))
+        return true;
+    CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler] The decimals of device [%1] are not stored")
+                             .arg(deviceId));
+    return false;
 }
 
 bool CDataBaseHandler::isNewDevice(const QString &table, const QString &devEui)
@@ -545,7 +564,8 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
     if (!deleted) {
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
     } else if (protocol == ProtocolOption::ModBus) {
-        deleted = query.exec(format.arg(DbName::registerTable, reg(RegDevice), id));
+        deleted = query.exec(format.arg(DbName::registerTable, reg(RegDevice), id))
+                && m_decimals.removeDevice(m_db, deviceId);
         if (!deleted)
             CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
     }
@@ -559,8 +579,10 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
         execute("ROLLBACK TO deleteDevice;");
         execute("RELEASE deleteDevice;");
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
+        m_decimals.load(m_db);
         return false;
     }
+    m_decimals.load(m_db);
     return deleted;
 }
 
@@ -970,6 +992,7 @@ DB::SRegisterParam CDataBaseHandler::lookupParam(const QString &devEui, quint32 
         param.startValue = query.value(RegStartValue).toDouble();
         param.unit = query.value(RegUnit).toString();
         param.regAddr = regAddr;
+        param.decimals = m_decimals.decimals(devEui, regAddr);
     } else {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!"), sql);
     }
@@ -997,7 +1020,19 @@ bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
             return false;
         }
     }
-    return true;
+    if (!update.withDecimals)
+        return true;
+    QList<CRegisterDecimals::SEntry> decimals;
+    for (const DB::SRegisterParam &param : update.regs)
+        decimals.append({param.regAddr, param.decimals});
+    return writeDecimals(update.deviceId, decimals);
+}
+
+QMap<quint32, int> CDataBaseHandler::getRegisterDecimals(quint32 deviceId)
+{
+    QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    return m_decimals.ofDevice(m_db, deviceId);
 }
 
 void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)

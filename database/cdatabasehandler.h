@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/cregisterdecimals.h"
 #include "database/cuplinkbacklog.h"
 #include "database/dbtypes.h"
 
@@ -63,6 +64,8 @@ public:
     std::optional<QMap<quint16, quint16>> readRegisters(quint32 port, quint32 startAddress, quint32 count,
                                                         int waitMs, int *rows = nullptr);
     DB::SRegisterParam getRegisterParam(const QString &devEui, quint32 regAddr);
+    // Absolute address to decimals, for the registers of the device that keep any.
+    QMap<quint32, int> getRegisterDecimals(quint32 deviceId);
     // False after the first update that failed; the ones before it stay.
     bool updateRegInfo(DB::SDeviceRegUpdate update);
     void updateRegInfoTCP(DB::SDeviceRegUpdate update);
@@ -117,6 +120,7 @@ private:
                       ProtocolOption protocol);
     quint32 readDeviceId(const QString &table, const QString &devEui);
     bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
+    bool writeDecimals(quint32 deviceId, const QList<CRegisterDecimals::SEntry> &decimals);
     QSqlQuery &compiledQuery(const QString &sql);
     sqlite3 *connectionHandle() const;
     // The addresses a ModBus read asks for on a port, first to last.
@@ -146,6 +150,7 @@ private:
     QHash<SReadRange, sqlite3_stmt *> m_compiledReads;
     int m_busyWaitMs = 0;
     int m_busyWaitSet = -1;     // what SQLite was last told
+    CRegisterDecimals m_decimals;
     CUplinkBacklog m_backlog;
     QTimer m_retryTimer;
     bool m_writeFailing = false;

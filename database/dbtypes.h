@@ -27,6 +27,7 @@ struct SDeviceRegDescription
     double startValue = 0.0;
     double gratingPeriod = 1.0;
     QString unit;
+    int decimals = 0;       // opt-in: the stored value is the scaled one times 10^decimals
 };
 
 // One device to register or publish, with its register map (empty for a TCP device).
@@ -63,6 +64,7 @@ struct SRegisterParam
     double startValue = 0.0;
     double gratingPeriod = 1.0;
     QString unit;
+    int decimals = 0;
 };
 
 // Argument of the two edit operations.
@@ -71,6 +73,7 @@ struct SDeviceRegUpdate
     quint32 deviceId = 0;
     quint16 port = 0;
     QList<SRegisterParam> regs;
+    bool withDecimals = false;  // whether the decimals of regs replace the stored ones
 };
 
 // When a stored ModBus device last had an uplink stored.

@@ -225,7 +225,10 @@ QString CUplinkDecoder::numberText(const SDevicePacketField &field, const QByteA
     const bool isSigned = field.dataType == DataType::integer;
     const bool bigEndian = field.endianness == SDevicePacketField::BigEndian;
     const DB::SRegisterParam param = m_scaling(regAddr);
-    const auto scaled = [&param](double raw) { return raw * param.gratingPeriod + param.startValue; };
+    const double keptDecimals = std::pow(10.0, param.decimals);
+    const auto scaled = [&param, keptDecimals](double raw) {
+        return (raw * param.gratingPeriod + param.startValue) * keptDecimals;
+    };
     const bool twos = m_template.twosComplement;
 
     switch (bytes.size() > 0 ? field.dataBitSize / 8 : 0) {

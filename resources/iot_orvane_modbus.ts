@@ -125,6 +125,12 @@ ALL DEVICES ALREADY REGISTERED</source>
 <context>
     <name>CSimpleRegisterDelegat</name>
     <message>
+        <source>Value = (RAW * Multiplier
++ ExtraValue) * 10^%1</source>
+        <translation>Value = (RAW * Multiplier
++ ExtraValue) * 10^%1</translation>
+    </message>
+    <message>
         <source>Register map bias: </source>
         <translation>Смещение раегистра: </translation>
     </message>
@@ -265,6 +271,17 @@ TEXT value!</source>
     <message>
         <source>Add new TCP device interface</source>
         <translation>Добавить новый TCP интерфейс устройства</translation>
+    </message>
+</context>
+<context>
+    <name>CSimpleRegisterEditWidget</name>
+    <message>
+        <source>Decimals the stored value keeps: it is stored times 10 to this power</source>
+        <translation>Сколько знаков после запятой сохранить: значение хранится умноженным на 10 в этой степени</translation>
+    </message>
+    <message>
+        <source>Decimals: </source>
+        <translation>Знаков: </translation>
     </message>
 </context>
 </TS>

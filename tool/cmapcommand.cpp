@@ -31,6 +31,7 @@ const QStringList kHeader = {
 const QString kModBus = QStringLiteral("ModBus");
 const QString kTcp = QStringLiteral("TCP");
 const QString kStatus = QStringLiteral("status");
+const QString kDecimals = QStringLiteral("decimals");
 
 QStringList statusRow(quint16 port, quint32 address, quint16 width, const QString &deviceName,
                       const QString &devEui, const QString &registerName)
@@ -106,14 +107,22 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
             folder.load(templates);
     }
 
-    CTableWriter table(format == kMarkdown ? CTableWriter::Markdown : CTableWriter::Csv, kHeader);
+    // The decimals column comes only with the opt-in, so that a tag import
+    // set up for the usual columns goes on reading them.
+    const bool anyDecimals = std::any_of(registers->cbegin(), registers->cend(),
+                                         [](const SStoredRegister &reg) { return reg.decimals > 0; });
+    CTableWriter table(format == kMarkdown ? CTableWriter::Markdown : CTableWriter::Csv,
+                       anyDecimals ? kHeader + QStringList(kDecimals) : kHeader);
     for (const SStoredRegister &reg : *registers) {
         const SDeviceTemplate deviceTemplate = folder.templates().value(reg.appEui.toUpper());
-        table.addRow({QString::number(reg.port), QString::number(reg.address),
-                      QString::number(RegisterWords::wordCount(reg.bitSize)), reg.deviceName, reg.devEui,
-                      reg.appEui, deviceTemplate.devType, reg.name, reg.unit,
-                      dataTypeText(reg.dataType, deviceTemplate), QString::number(reg.multiplier),
-                      QString::number(reg.offset), kModBus});
+        QStringList row{QString::number(reg.port), QString::number(reg.address),
+                        QString::number(RegisterWords::wordCount(reg.bitSize)), reg.deviceName, reg.devEui,
+                        reg.appEui, deviceTemplate.devType, reg.name, reg.unit,
+                        dataTypeText(reg.dataType, deviceTemplate), QString::number(reg.multiplier),
+                        QString::number(reg.offset), kModBus};
+        if (anyDecimals)
+            row.append(QString::number(reg.decimals));
+        table.addRow(row);
     }
     for (const SStoredTcpDevice &device : devices->tcp) {
         table.addRow({QString::number(device.port), QString(), QString(), device.deviceName, device.devEui,

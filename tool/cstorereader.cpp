@@ -67,6 +67,8 @@ bool CStoreReader::open()
         if (!tables.contains(table))
             return fail(QStringLiteral("is not a Quillbar register file"), QStringLiteral("no table %1").arg(table));
     }
+    if (!m_decimals.load(db))
+        return fail(QStringLiteral("cannot be read"), QStringLiteral("table %1").arg(DbName::decimalsTable));
     return true;
 }
 
@@ -100,6 +102,7 @@ DB::SRegisterParam CStoreReader::registerParam(const QString &devEui, quint32 re
         param.startValue = query.value(0).toDouble();
         param.gratingPeriod = query.value(1).toDouble();
         param.unit = query.value(2).toString();
+        param.decimals = m_decimals.decimals(devEui, regAddr);
     }
     return param;
 }
@@ -126,6 +129,7 @@ std::optional<QList<SStoredRegister>> CStoreReader::registers()
         reg.dataType = query.value(8).toString();
         reg.multiplier = query.value(9).toDouble();
         reg.offset = query.value(10).toDouble();
+        reg.decimals = m_decimals.decimals(reg.devEui, reg.address);
         result.append(reg);
     }
     return result;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/cregisterdecimals.h"
 #include "database/dbtypes.h"
 
 #include <QList>
@@ -23,6 +24,7 @@ struct SStoredRegister
     QString dataType;
     double multiplier = 1.0;
     double offset = 0.0;
+    int decimals = 0;
 };
 
 // One stored ModBus device.
@@ -100,4 +102,5 @@ private:
     int m_waitMs = 0;
     QString m_connectionName;
     QString m_error;
+    CRegisterDecimals m_decimals;
 };

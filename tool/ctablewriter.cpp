@@ -13,9 +13,13 @@ CTableWriter::CTableWriter(EFormat format, const QStringList &header)
 {
 }
 
+// A row shorter than the header ends with empty cells.
 void CTableWriter::addRow(const QStringList &cells)
 {
-    m_rows.append(cells);
+    QStringList row = cells;
+    while (row.size() < m_header.size())
+        row.append(QString());
+    m_rows.append(row);
 }
 
 void CTableWriter::write(QTextStream &out) const

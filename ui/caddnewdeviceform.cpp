@@ -183,6 +183,7 @@ DB::SDeviceRegMapDescription CAddNewDeviceForm::chosenDevice() const
         reg.startValue = cell(m_registerModel, row, RegisterColumn::StartValue).toDouble();
         reg.gratingPeriod = cell(m_registerModel, row, RegisterColumn::GratingPeriod).toDouble();
         reg.unit = cell(m_registerModel, row, RegisterColumn::Unit).toString();
+        reg.decimals = cell(m_registerModel, row, RegisterColumn::Decimals).toInt();
         device.regs.append(reg);
     }
     return device;

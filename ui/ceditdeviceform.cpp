@@ -84,7 +84,9 @@ void CEditDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
 
     const quint32 deviceId = cell(m_deviceModel, 0, DeviceColumn::Id).toUInt();
     const QVariant port = cell(m_deviceModel, 0, DeviceColumn::Port);
-    QSqlQuery query = CDataBaseHandler::getInstance()->getRegisters(deviceId);
+    CDataBaseHandler *store = CDataBaseHandler::getInstance();
+    const QMap<quint32, int> decimals = store->getRegisterDecimals(deviceId);
+    QSqlQuery query = store->getRegisters(deviceId);
     while (query.next()) {
         const int row = m_registerModel->rowCount();
         m_registerModel->insertRow(row);
@@ -92,6 +94,8 @@ void CEditDeviceForm::deviceListSelectSlot(QItemSelection, QItemSelection)
         m_registerModel->setData(m_registerModel->index(row, RegisterColumn::Port), port);
         for (int column : kCopiedRegisterColumns)
             m_registerModel->setData(m_registerModel->index(row, column), query.value(column));
+        m_registerModel->setData(m_registerModel->index(row, RegisterColumn::Decimals),
+                                 decimals.value(query.value(RegisterColumn::RegAddr).toUInt(), 0));
     }
 }
 
@@ -118,12 +122,14 @@ void CEditDeviceForm::updateRegisters(quint32 deviceId)
 {
     DB::SDeviceRegUpdate update;
     update.deviceId = deviceId;
+    update.withDecimals = true;
     for (int row = 0; row < m_registerModel->rowCount(); ++row) {
         DB::SRegisterParam param;
         param.regAddr = cell(m_registerModel, row, RegisterColumn::RegAddr).toUInt();
         param.startValue = cell(m_registerModel, row, RegisterColumn::StartValue).toDouble();
         param.gratingPeriod = cell(m_registerModel, row, RegisterColumn::GratingPeriod).toDouble();
         param.unit = cell(m_registerModel, row, RegisterColumn::Unit).toString();
+        param.decimals = cell(m_registerModel, row, RegisterColumn::Decimals).toInt();
         update.regs.append(param);
     }
     CDataBaseHandler::getInstance()->updateRegInfo(update);

@@ -43,6 +43,13 @@ bool isNumeric(const QModelIndex &index)
     return dataType == DataType::integer || dataType == DataType::uinteger;
 }
 
+// What the forms' models add to the register table's columns, 0 elsewhere.
+int keptDecimals(const QModelIndex &index)
+{
+    return index.model()->columnCount() > RegisterColumn::Decimals ? cell(index, RegisterColumn::Decimals).toInt()
+                                                                   : 0;
+}
+
 QString decimalText(const QVariant &value)
 {
     return QStringLiteral("%1").arg(value.toDouble(), 0, 'f', kDecimals);
@@ -95,6 +102,7 @@ void CSimpleRegisterDelegat::setEditorData(QWidget *editor, const QModelIndex &i
                             cell(index, RegisterColumn::StartValue).toDouble(),
                             cell(index, RegisterColumn::GratingPeriod).toDouble(),
                             cell(index, RegisterColumn::Unit).toString());
+    registerEditor->setDecimals(keptDecimals(index));
 }
 
 void CSimpleRegisterDelegat::setModelData(QWidget *editor, QAbstractItemModel *model,
@@ -110,6 +118,8 @@ void CSimpleRegisterDelegat::setModelData(QWidget *editor, QAbstractItemModel *m
         multiplier = 1.0;
     model->setData(model->index(row, RegisterColumn::GratingPeriod), multiplier, Qt::EditRole);
     model->setData(model->index(row, RegisterColumn::Unit), registerEditor->getUnits(), Qt::EditRole);
+    if (model->columnCount() > RegisterColumn::Decimals)
+        model->setData(model->index(row, RegisterColumn::Decimals), registerEditor->getDecimals(), Qt::EditRole);
 }
 
 void CSimpleRegisterDelegat::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
@@ -185,6 +195,11 @@ void CSimpleRegisterDelegat::paintParameters(QPainter *painter, const QRect &rec
 
     const QRect notice(rect.left() + halfWidth + kInset, rect.top() + kParametersTop, halfWidth - 2 * kInset,
                        rect.height() - kParametersTop - kInset);
-    painter->drawText(notice, Qt::AlignHCenter | Qt::AlignVCenter,
-                      numeric ? tr("Value = RAW *\nMultiplier + ExtraValue") : tr("Parameter is\nTEXT value!"));
+    const int decimals = keptDecimals(index);
+    QString formula = tr("Parameter is\nTEXT value!");
+    if (numeric && decimals > 0)
+        formula = tr("Value = (RAW * Multiplier\n+ ExtraValue) * 10^%1").arg(decimals);
+    else if (numeric)
+        formula = tr("Value = RAW *\nMultiplier + ExtraValue");
+    painter->drawText(notice, Qt::AlignHCenter | Qt::AlignVCenter, formula);
 }

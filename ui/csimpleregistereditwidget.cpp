@@ -1,6 +1,9 @@
 #include "csimpleregistereditwidget.h"
 
+#include "database/cregisterdecimals.h"
+
 #include <QHBoxLayout>
+#include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpressionValidator>
@@ -55,6 +58,7 @@ CSimpleRegisterEditWidget::CSimpleRegisterEditWidget(QWidget *parent)
     , m_multiplierEdit(new QLineEdit(this))
     , m_unitsEdit(new QLineEdit(this))
     , m_nameLabel(new QLabel(this))
+    , m_decimalsEdit(new QLineEdit(this))
 {
     // Opaque, so that the row painted beneath does not show through.
     setAttribute(Qt::WA_StyledBackground, true);
@@ -81,9 +85,14 @@ CSimpleRegisterEditWidget::CSimpleRegisterEditWidget(QWidget *parent)
     formula->setSizePolicy(kLabelPolicy);
     formula->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
 
+    m_decimalsEdit->setObjectName(QStringLiteral("decimalsEdit"));
+    m_decimalsEdit->setValidator(new QIntValidator(0, CRegisterDecimals::kMaxDecimals, m_decimalsEdit));
+    m_decimalsEdit->setToolTip(tr("Decimals the stored value keeps: it is stored times 10 to this power"));
+
     QVBoxLayout *description = column();
     description->addWidget(m_nameLabel, 0, Qt::AlignHCenter | Qt::AlignTop);
     description->addWidget(formula, 0, Qt::AlignHCenter | Qt::AlignVCenter);
+    addField(description, tr("Decimals: "), m_decimalsEdit, this);
 
     auto *columns = new QHBoxLayout;
     columns->setContentsMargins(0, 0, 0, 0);
@@ -118,4 +127,14 @@ double CSimpleRegisterEditWidget::getMultiplier()
 QString CSimpleRegisterEditWidget::getUnits()
 {
     return m_unitsEdit->text();
+}
+
+void CSimpleRegisterEditWidget::setDecimals(int decimals)
+{
+    m_decimalsEdit->setText(QString::number(decimals));
+}
+
+int CSimpleRegisterEditWidget::getDecimals()
+{
+    return m_decimalsEdit->text().toInt();
 }

@@ -6,7 +6,8 @@ class QLabel;
 class QLineEdit;
 
 // The in-place editor of a numeric register's scaling: the additive value, the
-// multiplier and the unit, beside the register's name and the formula.
+// multiplier and the unit, beside the register's name, the formula and the
+// decimals the stored value keeps.
 class CSimpleRegisterEditWidget : public QWidget
 {
     Q_OBJECT
@@ -19,10 +20,13 @@ public slots:
     double getExtraValue();
     double getMultiplier();
     QString getUnits();
+    void setDecimals(int decimals);
+    int getDecimals();
 
 private:
     QLineEdit *m_extraValueEdit;
     QLineEdit *m_multiplierEdit;
     QLineEdit *m_unitsEdit;
     QLabel *m_nameLabel;
+    QLineEdit *m_decimalsEdit;
 };

@@ -19,5 +19,8 @@ enum : int {
     Parent = 12,
     Source = 13,
     Count = 14,
+    // The forms' register models only: the decimals a scaled value keeps.
+    Decimals = 14,
+    FormCount = 15,
 };
 } // namespace RegisterColumn

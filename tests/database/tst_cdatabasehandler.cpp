@@ -418,6 +418,35 @@ private slots:
                  QStringList({"6000", "5020"}));
         QCOMPARE(messages(), QStringList());
     }
+
+    // Opt-in decimals stand in a table of their own, made only when first given.
+    void decimalsLiveBesideTheRegisters()
+    {
+        const QString table = QStringLiteral("SELECT * FROM dev_data_decimals ORDER BY device, reg_addr;");
+        QVERIFY(add("AA01", ModBus, 100, {reg(0, 16), reg(1, 16)}));
+        m_handler->updateRegInfo({1, 0, {{100, 2.5, 10.0, "kPa", 0}}, true});
+        QCOMPARE(rows("SELECT count(*) FROM sqlite_master WHERE name = 'dev_data_decimals';"), QStringList("0"));
+
+        DB::SDeviceRegDescription kept = reg(2, 16);
+        kept.decimals = 2;
+        QVERIFY(add("BB02", ModBus, 200, {kept, reg(3, 16)}));
+        QCOMPARE(rows(table), QStringList("2|202|2"));
+        QCOMPARE(m_handler->getRegisterParam("BB02", 202).decimals, 2);
+        QCOMPARE(m_handler->getRegisterParam("BB02", 203).decimals, 0);
+
+        // An edit without decimals keeps them; one with them replaces, clamps and removes.
+        QVERIFY(m_handler->updateRegInfo({2, 0, {{202, 0.0, 1.0, "u", 0}}}));
+        QCOMPARE(rows(table), QStringList("2|202|2"));
+        QVERIFY(m_handler->updateRegInfo({2, 0, {{202, 0.0, 1.0, "u", 0}, {203, 0.0, 1.0, "u", 9}}, true}));
+        QCOMPARE(rows(table), QStringList("2|203|4"));
+        QCOMPARE(m_handler->getRegisterDecimals(2), (QMap<quint32, int>{{203, 4}}));
+        QCOMPARE(m_handler->getRegisterParam("BB02", 203).decimals, 4);
+
+        QVERIFY(m_handler->deleteDevice(2, ModBus));
+        QCOMPARE(rows(table), QStringList());
+        QCOMPARE(m_handler->getRegisterDecimals(2), (QMap<quint32, int>()));
+        QCOMPARE(messages(), QStringList());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCDataBaseHandler)

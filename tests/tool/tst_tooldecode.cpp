@@ -116,7 +116,7 @@ private slots:
         QTest::addColumn<QByteArray>("payload");
         QTest::addColumn<bool>("withRx");
         QTest::addColumn<bool>("byDevice");     // the stored device's start address and scaling
-        QTest::addColumn<QString>("scaling");  // "multiplier/offset" stored for register 20
+        QTest::addColumn<QString>("scaling");  // "multiplier/offset[/decimals]" stored for register 20
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("expected");  // "address=word", or the warning of a refused payload
 
@@ -146,6 +146,10 @@ private slots:
                                        << QString() << 0 << QStringList{"114=4660", "115=22136", "116=65535", "119=65534"};
         QTest::newRow("twos: scaled below zero") << true << QByteArray("040019") << false << true
                                                  << QStringLiteral("0.1/-10") << 0 << QStringList{"120=65528"};
+        QTest::newRow("decimals kept") << false << QByteArray("040019") << false << true << QStringLiteral("0.1/5/1")
+                                       << 0 << QStringList{"120=75"};
+        QTest::newRow("twos: decimals below zero") << true << QByteArray("040019") << false << true
+                                                   << QStringLiteral("0.1/-10/2") << 0 << QStringList{"120=64786"};
         QTest::newRow("twos: server data") << true << QByteArray("0101020304") << true << true << QString() << 0
                                            << QStringList{"102=65449", "105=7"};
         QTest::newRow("sign text: 16 bits le, 32 bits be")
@@ -180,13 +184,24 @@ private slots:
         device.startAddr = kStartAddr;
         device.port = port;
         CAllDeviceHandler::getInstance()->addNewDevice(device, ProtocolOption::ModBus);
-        if (!scaling.isEmpty()) {
-            const QStringList parts = scaling.split(QLatin1Char('/'));
+        const QStringList parts = scaling.split(QLatin1Char('/'));
+        if (parts.size() == 2) {
             QSqlQuery update(QSqlDatabase::database(DbName::connection));
             QVERIFY(update.exec(QStringLiteral("UPDATE dev_data SET grating_period = %3, start_value = %4 WHERE "
                                                "reg_addr = %1 AND device = (SELECT device FROM devices WHERE "
                                                "dev_eui = '%2');")
                                         .arg(QString::number(kStartAddr + 20), devEui, parts.at(0), parts.at(1))));
+        } else if (parts.size() == 3) {
+            // As the edit form saves it.
+            QSqlQuery id(QSqlDatabase::database(DbName::connection));
+            QVERIFY(id.exec(QStringLiteral("SELECT device FROM devices WHERE dev_eui = '%1';").arg(devEui)));
+            QVERIFY(id.next());
+            DB::SDeviceRegUpdate update;
+            update.deviceId = id.value(0).toUInt();
+            update.withDecimals = true;
+            update.regs.append({kStartAddr + 20, parts.at(1).toDouble(), parts.at(0).toDouble(), QString(),
+                                parts.at(2).toInt()});
+            QVERIFY(CDataBaseHandler::getInstance()->updateRegInfo(update));
         }
 
         QStringList arguments{QStringLiteral("decode"), twos ? kTwosTemplateFile : kTemplateFile,

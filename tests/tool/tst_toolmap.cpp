@@ -263,6 +263,32 @@ private slots:
         QCOMPARE(rows.at(3).at(9), QStringLiteral("uinteger"));
     }
 
+    // The column comes with the first register that keeps decimals, and goes with the last.
+    void decimalsColumnOnlyWhenKept()
+    {
+        QSqlQuery id(QSqlDatabase::database(DbName::connection));
+        QVERIFY(id.exec(QStringLiteral("SELECT device FROM devices WHERE dev_eui = '000000000000AA01';")));
+        QVERIFY(id.next());
+        DB::SDeviceRegUpdate update;
+        update.deviceId = id.value(0).toUInt();
+        update.withDecimals = true;
+        update.regs.append({110, 5.0, 0.1, QStringLiteral("°C, x10"), 1});
+        QVERIFY(CDataBaseHandler::getInstance()->updateRegInfo(update));
+
+        bool wellFormed = false;
+        QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map")}).out, &wellFormed);
+        QVERIFY(wellFormed);
+        QCOMPARE(rows.first(), kExpected.first() + QStringList("decimals"));
+        QCOMPARE(rows.at(1), kExpected.at(1) + QStringList("1"));
+        QCOMPARE(rows.at(2), kExpected.at(2) + QStringList("0"));
+        QCOMPARE(rows.at(4), kExpected.at(4) + QStringList(""));
+
+        update.regs.first().decimals = 0;
+        QVERIFY(CDataBaseHandler::getInstance()->updateRegInfo(update));
+        rows = parseCsv(runTool({QStringLiteral("map")}).out, &wellFormed);
+        QCOMPARE(rows.first(), kExpected.first());
+    }
+
     void refusesWhatIsNotARegisterFile_data()
     {
         QTest::addColumn<QString>("file");

@@ -54,10 +54,17 @@ std::unique_ptr<QStandardItemModel> deviceModel(int columns, int rows, const QSt
 }
 
 // Extra value, multiplier and units, in the order the editor makes them.
+QList<QLineEdit *> scalingEdits(QWidget *editor)
+{
+    QList<QLineEdit *> edits = editor->findChildren<QLineEdit *>();
+    edits.removeIf([](const QLineEdit *edit) { return edit->objectName() == QStringLiteral("decimalsEdit"); });
+    return edits;
+}
+
 QStringList editTexts(QWidget *editor)
 {
     QStringList texts;
-    for (const QLineEdit *edit : editor->findChildren<QLineEdit *>())
+    for (const QLineEdit *edit : scalingEdits(editor))
         texts.append(edit->text());
     return texts;
 }
@@ -238,7 +245,7 @@ private slots:
 
         delegate.setEditorData(editor, index);
         QCOMPARE(editTexts(editor), (QStringList{"2.500000", "3.000000", "bar"}));
-        const QList<QLineEdit *> edits = editor->findChildren<QLineEdit *>();
+        const QList<QLineEdit *> edits = scalingEdits(editor);
         for (int field = 0; field < edits.size(); ++field) {
             edits.at(field)->clear();
             QTest::keyClicks(edits.at(field), typed.at(field));

@@ -351,6 +351,24 @@ private slots:
         ProgramCore::pushUplink(*m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
         QTRY_COMPARE(newData.size(), 1);
         QCOMPARE(storedRegister(id, 1010), "2.5 0.1 °C 001a");
+
+        // Decimals kept through the register editor: 26.0 is stored as 260.
+        open(form, ProtocolOption::ModBus);
+        auto *list = child<QListView>(form, QStringLiteral("registerList"));
+        QAbstractItemModel *registers = list->model();
+        const QModelIndexList found = registers->match(registers->index(0, 2), Qt::DisplayRole, 1010);
+        QCOMPARE(found.size(), 1);
+        const std::unique_ptr<QWidget> editor(list->itemDelegate()->createEditor(list, {}, found.first()));
+        list->itemDelegate()->setEditorData(editor.get(), found.first());
+        auto *decimals = child<QLineEdit>(editor.get(), QStringLiteral("decimalsEdit"));
+        QCOMPARE(decimals->text(), QStringLiteral("0"));
+        decimals->setText(QStringLiteral("1"));
+        list->itemDelegate()->setModelData(editor.get(), registers, found.first());
+        form->addDeviceSlot();
+        ProgramCore::pushUplink(*m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
+        QTRY_COMPARE(newData.size(), 2);
+        QCOMPARE(storedRegister(id, 1010), "2.5 0.1 °C 0104");
+        QCOMPARE(CDataBaseHandler::getInstance()->getRegisterDecimals(id), (QMap<quint32, int>{{1010, 1}}));
     }
 
     void editMovesTcpListener()
