@@ -10,6 +10,8 @@ struct SCsvRecord
 {
     int line = 0;
     QStringList fields;
+    // The fields its header has, when the record has another number of them.
+    int misfit = 0;
 };
 
 // Reads RFC 4180 text: fields split by commas, records by CRLF (a bare LF is

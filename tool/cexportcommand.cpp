@@ -6,8 +6,11 @@
 #include "cworkfolder.h"
 
 #include "core/constants.h"
+#include "devices/calldevicehandler.h"
 
 #include <QLocale>
+
+#include <algorithm>
 
 namespace {
 
@@ -15,7 +18,7 @@ const QString kRegistersOption = QStringLiteral("registers");
 
 bool isScaled(const SStoredRegister &reg)
 {
-    return reg.multiplier != 1.0 || reg.offset != 0.0 || !reg.unit.isEmpty();
+    return reg.multiplier != 1.0 || reg.offset != 0.0 || !reg.unit.isEmpty() || reg.decimals > 0;
 }
 
 QString numberText(double value)
@@ -59,11 +62,20 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         const auto registers = reader.registers();
         if (!registers)
             return fail(streams, reader.errorText(), ExitFindings);
-        CTableWriter table(CTableWriter::Csv, ImportFormat::registersHeader);
+        // The optional columns come only when some row has a value for them,
+        // so that a site without the opt-ins exports as before.
+        const bool anyDecimals = std::any_of(registers->cbegin(), registers->cend(),
+                                             [](const SStoredRegister &reg) { return reg.decimals > 0; });
+        CTableWriter table(CTableWriter::Csv, anyDecimals ? ImportFormat::registersColumns
+                                                          : ImportFormat::registersHeader);
         for (const SStoredRegister &reg : *registers) {
-            if (isScaled(reg))
-                table.addRow({reg.devEui, QString::number(reg.address), numberText(reg.multiplier),
-                              numberText(reg.offset), reg.unit});
+            if (!isScaled(reg))
+                continue;
+            QStringList row{reg.devEui, QString::number(reg.address), numberText(reg.multiplier),
+                            numberText(reg.offset), reg.unit};
+            if (anyDecimals)
+                row.append(QString::number(reg.decimals));
+            table.addRow(row);
         }
         table.write(streams.out);
         return ExitClean;
@@ -72,10 +84,19 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const std::optional<SStoredDevices> devices = reader.allDevices();
     if (!devices)
         return fail(streams, reader.errorText(), ExitFindings);
-    CTableWriter table(CTableWriter::Csv, ImportFormat::devicesHeader);
-    for (const SStoredDevice &device : devices->modbus)
-        table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port),
-                      QString::number(device.startAddr), ImportFormat::modbusKind});
+    CWorkFolder::openSettings();
+    const bool anyMaxAge = std::any_of(devices->modbus.cbegin(), devices->modbus.cend(),
+                                       [](const SStoredDevice &device) {
+                                           return CAllDeviceHandler::maxDataAge(device.devEui) > 0;
+                                       });
+    CTableWriter table(CTableWriter::Csv, anyMaxAge ? ImportFormat::devicesColumns : ImportFormat::devicesHeader);
+    for (const SStoredDevice &device : devices->modbus) {
+        QStringList row{device.devEui, device.appEui, device.deviceName, QString::number(device.port),
+                        QString::number(device.startAddr), ImportFormat::modbusKind};
+        if (anyMaxAge)
+            row.append(QString::number(CAllDeviceHandler::maxDataAge(device.devEui)));
+        table.addRow(row);
+    }
     for (const SStoredTcpDevice &device : devices->tcp)
         table.addRow({device.devEui, device.appEui, device.deviceName, QString::number(device.port), QString(),
                       ImportFormat::tcpKind});

@@ -29,11 +29,15 @@ struct SCsvFile
 {
     QString path;
     QList<SCsvRecord> records;  // without the header
+    QStringList header;
 };
 
 // Reads a CSV file with the given header; the error is the whole message.
-std::optional<SCsvFile> readCsv(const QString &path, const QStringList &header, const QString &what,
-                                QString *error)
+// The records in the order of `columns`, an optional column the file lacks
+// read as empty. The header names the required columns first, then any of
+// the optional ones.
+std::optional<SCsvFile> readCsv(const QString &path, const QStringList &columns, int required,
+                                const QString &what, QString *error)
 {
     QFile file(path);
     if (!QFileInfo(path).isFile()) {
@@ -53,13 +57,30 @@ std::optional<SCsvFile> readCsv(const QString &path, const QStringList &header, 
     QStringList found = records.isEmpty() ? QStringList() : records.first().fields;
     for (QString &field : found)
         field = field.trimmed();
-    if (found != header) {
-        *error = QStringLiteral("\"%1\" is not %2: its first line must be %3")
-                         .arg(path, what, header.join(QLatin1Char(',')));
+    const QStringList optional = columns.mid(required);
+    bool known = found.mid(0, required) == columns.mid(0, required);
+    for (int i = required; known && i < found.size(); ++i)
+        known = optional.contains(found.at(i)) && found.indexOf(found.at(i)) == i;
+    if (!known) {
+        *error = QStringLiteral("\"%1\" is not %2: its first line must be %3, then any of %4")
+                         .arg(path, what, columns.mid(0, required).join(QLatin1Char(',')),
+                              optional.join(QLatin1Char(',')));
         return std::nullopt;
     }
     records.removeFirst();
-    return SCsvFile{path, records};
+    for (SCsvRecord &record : records) {
+        if (record.fields.size() != found.size()) {
+            record.misfit = int(found.size());
+            continue;
+        }
+        QStringList fields;
+        for (const QString &column : columns) {
+            const int at = int(found.indexOf(column));
+            fields.append(at < 0 ? QString() : record.fields.at(at));
+        }
+        record.fields = fields;
+    }
+    return SCsvFile{path, records, found};
 }
 
 } // namespace
@@ -68,9 +89,10 @@ CImportCommand::CImportCommand()
     : CSubCommand({
         QStringLiteral("import"),
         QStringLiteral("Store devices and their scaling from CSV files, all or none."),
-        QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr,kind) with the "
-                       "registers of their templates, and with --registers the scaling of REGISTERS.csv "
-                       "(dev_eui,address,multiplier,offset,unit; the address as map prints it). Every row "
+        QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr, then any of "
+                       "kind,max_age) with the registers of their templates, and with --registers the scaling "
+                       "of REGISTERS.csv (dev_eui,address,multiplier,offset,unit, then optionally decimals; "
+                       "the address as map prints it). Every row "
                        "is checked first: if any is refused, nothing is written and each refused row is "
                        "listed. A missing server.db is made with the program's schema."),
         QStringLiteral("DEVICES.csv")
@@ -101,13 +123,15 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
             ? QFileInfo(parser.value(kRegistersOption)).absoluteFilePath()
             : QString();
     QString error;
-    const std::optional<SCsvFile> devices = readCsv(devicesPath, ImportFormat::devicesHeader,
-                                                     QStringLiteral("a devices file"), &error);
+    const std::optional<SCsvFile> devices = readCsv(devicesPath, ImportFormat::devicesColumns,
+                                                     ImportFormat::devicesRequired, QStringLiteral("a devices file"),
+                                                     &error);
     if (!devices)
         return fail(streams, error, ExitFindings);
     std::optional<SCsvFile> registers;
     if (!registersPath.isEmpty()) {
-        registers = readCsv(registersPath, ImportFormat::registersHeader, QStringLiteral("a register file"), &error);
+        registers = readCsv(registersPath, ImportFormat::registersColumns, ImportFormat::registersRequired,
+                            QStringLiteral("a register file"), &error);
         if (!registers)
             return fail(streams, error, ExitFindings);
     }
@@ -121,10 +145,12 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         registry = CAllDeviceHandler::getInstance();
     }
     CWorkFolder::openSettings();
-    SImportRows rows{arguments.first(), devices->records, QString(), {}};
+    SImportRows rows{arguments.first(), devices->records, QString(), {},
+                     devices->header.contains(ImportFormat::maxAge), false};
     if (registers) {
         rows.registersName = parser.value(kRegistersOption);
         rows.registers = registers->records;
+        rows.withDecimals = registers->header.contains(ImportFormat::decimals);
     }
     CImportPlan plan(*registry);
     if (!check(plan, rows, streams))
@@ -156,9 +182,9 @@ bool CImportCommand::check(CImportPlan &plan, const SImportRows &rows, SToolStre
         }
         plan.addStored(*stored, *storedRegisters);
     }
-    plan.checkDevices(rows.devicesName, rows.devices);
+    plan.checkDevices(rows.devicesName, rows.devices, rows.withMaxAge);
     if (!rows.registersName.isEmpty())
-        plan.checkRegisters(rows.registersName, rows.registers);
+        plan.checkRegisters(rows.registersName, rows.registers, rows.withDecimals);
     return true;
 }
 
@@ -250,11 +276,16 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
             return abandon(QStringLiteral("device %1 was not found after storing it").arg(planned.device.devEui));
         update.port = quint16(planned.device.port);
         update.regs = planned.scaling;
+        update.withDecimals = planned.withDecimals;
         if (!store->updateRegInfo(update))
             return abandon(QStringLiteral("the scaling of %1 could not be stored").arg(planned.device.devEui));
     }
     if (!control.exec(kCommitSql))
         return abandon(QStringLiteral("%1 could not be written").arg(FileName::database));
+    for (const SImportDevice &planned : devices) {
+        if (planned.maxAge)
+            CAllDeviceHandler::getInstance()->setMaxDataAge(planned.device.devEui, *planned.maxAge);
+    }
     CWorkFolder::flushLog();
     streams.out << QStringLiteral("Stored %1 device(s).").arg(devices.size()) << Qt::endl;
     CWorkFolder::noteRestart(streams);

@@ -10,6 +10,10 @@ struct SImportRows
     QList<SCsvRecord> devices;
     QString registersName;  // empty without --registers
     QList<SCsvRecord> registers;
+    // Whether the files have these optional columns: without them, what is
+    // stored stays as it is.
+    bool withMaxAge = false;
+    bool withDecimals = false;
 };
 
 // quillbar-tool import: devices and their scaling from CSV files, all or none,

@@ -12,8 +12,11 @@
 
 namespace {
 
-enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, DeviceFieldCount };
-enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUnit, RegisterFieldCount };
+// The fields in the order of the full column lists of the import format.
+enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, FieldMaxAge };
+enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUnit, RegDecimals };
+// A week: longer than any reporting interval a LoRaWAN device is given.
+constexpr quint32 kMaxDataAgeSeconds = 7 * 24 * 3600;
 
 const QString &kModBusKind = ImportFormat::modbusKind;
 const QString &kTcpKind = ImportFormat::tcpKind;
@@ -106,12 +109,12 @@ std::optional<quint32> CImportPlan::number(const QString &file, int line, const 
     return quint32(value);
 }
 
-void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &records)
+void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge)
 {
     for (const SCsvRecord &record : records) {
-        if (record.fields.size() != DeviceFieldCount) {
+        if (record.misfit) {
             refuse(file, record.line, QStringLiteral("%1 fields, %2 expected").arg(record.fields.size())
-                                              .arg(DeviceFieldCount));
+                                              .arg(record.misfit));
             continue;
         }
         const QString kind = record.fields.at(FieldKind).trimmed().toLower();
@@ -122,6 +125,14 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
         }
         SImportDevice planned;
         planned.protocol = kind == kTcpKind ? ProtocolOption::TCP : ProtocolOption::ModBus;
+        if (withMaxAge && planned.protocol == ProtocolOption::ModBus) {
+            const QString text = record.fields.at(FieldMaxAge).trimmed();
+            planned.maxAge = text.isEmpty() ? std::optional<quint32>(0)
+                                            : number(file, record.line, ImportFormat::maxAge, text, 0,
+                                                     kMaxDataAgeSeconds);
+            if (!planned.maxAge)
+                continue;
+        }
         const QString devEui = record.fields.at(FieldDevEui).trimmed();
         const QString appEui = record.fields.at(FieldAppEui).trimmed().toUpper();
         if (!checkDevEui(file, record.line, devEui))
@@ -231,7 +242,7 @@ QList<quint32> CImportPlan::addressesOf(const DB::SDeviceRegMapDescription &devi
     return addresses;
 }
 
-void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &records)
+void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &records, bool withDecimals)
 {
     QHash<QString, int> planIndex;
     for (int i = 0; i < m_devices.size(); ++i)
@@ -239,9 +250,9 @@ void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &r
 
     QSet<QPair<QString, quint32>> seen;
     for (const SCsvRecord &record : records) {
-        if (record.fields.size() != RegisterFieldCount) {
+        if (record.misfit) {
             refuse(file, record.line, QStringLiteral("%1 fields, %2 expected").arg(record.fields.size())
-                                              .arg(RegisterFieldCount));
+                                              .arg(record.misfit));
             continue;
         }
         const QString devEui = record.fields.at(RegDevEui).trimmed().toUpper();
@@ -282,7 +293,15 @@ void CImportPlan::checkRegisters(const QString &file, const QList<SCsvRecord> &r
                                               .arg(devEui));
             continue;
         }
+        std::optional<quint32> decimals = 0;
+        const QString decimalsText = record.fields.at(RegDecimals).trimmed();
+        if (withDecimals && !decimalsText.isEmpty())
+            decimals = number(file, record.line, ImportFormat::decimals, decimalsText, 0,
+                              CRegisterDecimals::kMaxDecimals);
+        if (!decimals)
+            continue;
         seen.insert({devEui, *address});
-        planned.scaling.append({*address, offset, multiplier, record.fields.at(RegUnit)});
+        planned.withDecimals = withDecimals;
+        planned.scaling.append({*address, offset, multiplier, record.fields.at(RegUnit), int(*decimals)});
     }
 }

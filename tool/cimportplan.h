@@ -10,6 +10,8 @@
 #include <QSet>
 #include <QString>
 
+#include <optional>
+
 class CAllDeviceHandler;
 
 // One refused row of an import file.
@@ -27,6 +29,8 @@ struct SImportDevice
     DB::SDeviceRegMapDescription device;
     ProtocolOption protocol = ProtocolOption::ModBus;
     QList<DB::SRegisterParam> scaling;
+    bool withDecimals = false;          // the scaling's decimals replace the stored ones
+    std::optional<quint32> maxAge;      // none: the setting stays as it is
 };
 
 // Checks every row of the two import files against the stored devices, the
@@ -40,8 +44,8 @@ public:
     void addStored(const SStoredDevices &devices, const QList<SStoredRegister> &registers);
     // The program would turn its status registers off for a device on their port.
     void setStatusPort(quint16 port) { m_statusPort = port; }
-    void checkDevices(const QString &file, const QList<SCsvRecord> &records);
-    void checkRegisters(const QString &file, const QList<SCsvRecord> &records);
+    void checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge);
+    void checkRegisters(const QString &file, const QList<SCsvRecord> &records, bool withDecimals);
 
     const QList<SImportRefusal> &refusals() const { return m_refusals; }
     const QList<SImportDevice> &devices() const { return m_devices; }

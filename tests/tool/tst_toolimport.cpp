@@ -199,6 +199,69 @@ private slots:
         QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("missing.csv")}).exitCode, 1);
     }
 
+    // kind, max_age and decimals may be left out, or come in any order after the required columns.
+    void optionalColumns_data()
+    {
+        QTest::addColumn<QByteArray>("devices");
+        QTest::addColumn<QByteArray>("registers");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("expected");  // in the exports, or in the error of a refusal
+
+        const QByteArray noKind = "dev_eui,app_eui,name,port,start_addr\r\n"
+                                  "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000\r\n";
+        QTest::newRow("no kind") << noKind << QByteArray() << 0
+                                 << "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus\r\n";
+        QTest::newRow("max_age before kind")
+                << QByteArray("dev_eui,app_eui,name,port,start_addr,max_age,kind\r\n"
+                              "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,900,modbus\r\n")
+                << QByteArray() << 0 << "dev_eui,app_eui,name,port,start_addr,kind,max_age\r\n"
+                                        "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,900\r\n";
+        QTest::newRow("decimals") << noKind
+                                  << QByteArray("dev_eui,address,multiplier,offset,unit,decimals\r\n"
+                                                "70B3D5000000C011,3020,0.1,0,m3,2\r\n")
+                                  << 0 << "dev_eui,address,multiplier,offset,unit,decimals\r\n"
+                                          "70B3D5000000C011,3020,0.1,0,m3,2\r\n";
+        QTest::newRow("unknown column") << QByteArray("dev_eui,app_eui,name,port,start_addr,colour\r\n")
+                                        << QByteArray() << 1 << "then any of kind,max_age";
+        QTest::newRow("repeated column") << QByteArray("dev_eui,app_eui,name,port,start_addr,kind,kind\r\n")
+                                         << QByteArray() << 1 << "is not a devices file";
+        QTest::newRow("max_age past a week")
+                << QByteArray("dev_eui,app_eui,name,port,start_addr,max_age\r\n"
+                              "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,604801\r\n")
+                << QByteArray() << 1 << "devices.csv:2: max_age 604801 is outside 0 to 604800";
+        QTest::newRow("decimals past 4") << noKind
+                                         << QByteArray("dev_eui,address,multiplier,offset,unit,decimals\r\n"
+                                                       "70B3D5000000C011,3020,1,0,,5\r\n")
+                                         << 1 << "registers.csv:2: decimals 5 is outside 0 to 4";
+        QTest::newRow("a field short of its header") << QByteArray(noKind).replace(",3000\r\n", "\r\n")
+                                                     << QByteArray() << 1 << "devices.csv:2: 4 fields, 5 expected";
+    }
+
+    void optionalColumns()
+    {
+        QFETCH(QByteArray, devices);
+        QFETCH(QByteArray, registers);
+        QFETCH(int, exitCode);
+        QFETCH(QString, expected);
+        TestWorkDir folder;
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
+        writeFile(QStringLiteral("devices.csv"), devices);
+        QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
+        if (!registers.isEmpty()) {
+            writeFile(QStringLiteral("registers.csv"), registers);
+            arguments += {QStringLiteral("--registers"), QStringLiteral("registers.csv")};
+        }
+        const SToolRun run = runTool(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        if (exitCode != 0) {
+            QVERIFY2(run.err.join('\n').contains(expected), qPrintable(run.err.join('\n')));
+            return;
+        }
+        const QString exported = runTool({QStringLiteral("export")}).out
+                + runTool({QStringLiteral("export"), QStringLiteral("--registers")}).out;
+        QVERIFY2(exported.contains(expected), qPrintable(exported));
+    }
+
     void dryRunWritesNothing()
     {
         TestWorkDir folder;
