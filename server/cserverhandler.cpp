@@ -212,28 +212,29 @@ void CServerHandler::handleAuthReply(const QJsonObject &message)
 void CServerHandler::noteOutcome(EOutcome outcome, const QString &reason)
 {
     const EOutcome previous = std::exchange(m_outcome, outcome);
-    if (previous == outcome)
+    if (previous == outcome || outcome == EOutcome::None)
         return;
+    QString description;
     switch (outcome) {
     case EOutcome::Accepted:
-        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: %1logged in to %2 as %3")
-                                 .arg(previous == EOutcome::None ? QString() : QStringLiteral("back, "), m_origin,
-                                      m_login));
+        description = QStringLiteral("%1logged in to %2 as %3")
+                              .arg(previous == EOutcome::None ? QString() : QStringLiteral("back, "), m_origin,
+                                   m_login);
         break;
     case EOutcome::Refused:
-        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: login to %1 as %2 refused: %3")
-                                 .arg(m_origin, m_login, reason));
+        description = QStringLiteral("login to %1 as %2 refused: %3").arg(m_origin, m_login, reason);
         break;
     case EOutcome::NoServer:
-        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: %1 does not answer as a network server: %2")
-                                 .arg(m_origin, reason));
+        description = QStringLiteral("%1 does not answer as a network server: %2").arg(m_origin, reason);
         break;
     case EOutcome::Lost:
-        CLogFile::addLog(QStringLiteral("[CServerHandler] Session: link to %1 lost").arg(m_origin));
+        description = QStringLiteral("link to %1 lost").arg(m_origin);
         break;
     case EOutcome::None:
         break;
     }
+    CLogFile::addLog(QStringLiteral("[CServerHandler] Session: ") + description);
+    emit sessionChanged(outcome == EOutcome::Accepted, description);
 }
 
 void CServerHandler::handleVerifiedMessage(const QJsonObject &message)

@@ -38,6 +38,8 @@ signals:
     void getDevicesListResp(bool status,
                             QList<API::SServerDeviceInfo> _regInfoList = QList<API::SServerDeviceInfo>());
     void newPacketReceived(API::SApiDeviceData _devData);
+    // Each change of the session that the operator's log tells, in its words.
+    void sessionChanged(bool loggedIn, QString description);
     // Declared for the interface; nothing emits it.
     void dataForDeviceReceived(QString _devEui, QList<API::SApiDeviceData> _packets);
 

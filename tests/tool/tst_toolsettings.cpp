@@ -1,6 +1,8 @@
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/csettings.h"
+#include "fakenetworkserver.h"
+#include "testnet.h"
 #include "testworkdir.h"
 #include "toolrun.h"
 
@@ -150,6 +152,64 @@ private slots:
         TestWorkDir dir;
         QCOMPARE(runToolWithInput(kLogin, "pw\n").exitCode, 0);
         QVERIFY(!stored("server/scheme").isValid());
+    }
+
+    // login --test logs in as the program would, says what happened, and stores nothing.
+    void loginTestSaysWhatHappened_data()
+    {
+        QTest::addColumn<QString>("server");    // "accepts", "refuses", "silent" or "none"
+        QTest::addColumn<bool>("stored");       // the login stored before, rather than given
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("line");      // ORIGIN stands for the server's address
+
+        const QString error = QStringLiteral("quillbar-tool login: ");
+        QTest::newRow("accepted") << "accepts" << false << 0 << "logged in to ORIGIN as user";
+        QTest::newRow("accepted, stored login") << "accepts" << true << 0 << "logged in to ORIGIN as user";
+        QTest::newRow("refused") << "refuses" << false << 1
+                                 << error + "login to ORIGIN as user refused: bad_password";
+        QTest::newRow("no answer to the probe")
+                << "silent" << false << 1 << error + "ORIGIN does not answer as a network server: no answer";
+        QTest::newRow("nothing listening") << "none" << false << 1
+                                           << error + "cannot connect to ORIGIN: Connection refused";
+        QTest::newRow("no stored login") << "none" << true << 1
+                                         << error + "no stored login in settings.conf; give --host, --port and "
+                                                    "--user";
+    }
+
+    void loginTestSaysWhatHappened()
+    {
+        QFETCH(QString, server);
+        QFETCH(bool, stored);
+        QFETCH(int, exitCode);
+        QFETCH(QString, line);
+        TestWorkDir dir;
+        FakeNetworkServer network;
+        if (server == QStringLiteral("refuses")) {
+            network.setReply(QStringLiteral("auth_req"),
+                             {{"cmd", "auth_resp"}, {"status", false}, {"err_string", "bad_password"}});
+        } else if (server == QStringLiteral("silent")) {
+            network.setReply(QStringLiteral("cmd"), QJsonObject());
+        }
+        const quint16 port = server == QStringLiteral("none") ? freePort() : quint16(network.url().port());
+        const QStringList login{QStringLiteral("login"), QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
+                                QStringLiteral("--port"), QString::number(port), QStringLiteral("--user"),
+                                QStringLiteral("user")};
+        if (stored && server != QStringLiteral("none"))
+            QCOMPARE(runToolWithInput(login, "secret\n").exitCode, 0);
+        const QByteArray settingsBefore = fileHash(QStringLiteral("settings.conf"));
+
+        // The server answers from this process's event loop while the tool runs.
+        QProcess process;
+        startTool(process, stored ? QStringList{QStringLiteral("login"), QStringLiteral("--test")}
+                                  : login + QStringList(QStringLiteral("--test")));
+        process.write("secret\n");
+        process.closeWriteChannel();
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 20000);
+        const SToolRun run = finishTool(process);
+        QCOMPARE(run.exitCode, exitCode);
+        line.replace(QStringLiteral("ORIGIN"), QStringLiteral("ws://127.0.0.1:%1").arg(port));
+        QCOMPARE(exitCode == 0 ? run.outLines() : run.err, QStringList(line));
+        QCOMPARE(fileHash(QStringLiteral("settings.conf")), settingsBefore);
     }
 
     void loginRefusesAndWritesNothing_data()
