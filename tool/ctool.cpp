@@ -7,6 +7,7 @@
 #include "cloggingcommand.h"
 #include "clogincommand.h"
 #include "cmapcommand.h"
+#include "cmodbuscommand.h"
 #include "cremovecommand.h"
 #include "cstatuscommand.h"
 
@@ -25,6 +26,7 @@ CTool::CTool()
     m_commands.push_back(std::make_unique<CLoginCommand>());
     m_commands.push_back(std::make_unique<CLoggingCommand>());
     m_commands.push_back(std::make_unique<CStatusCommand>());
+    m_commands.push_back(std::make_unique<CModbusCommand>());
     m_commands.push_back(std::make_unique<CImportCommand>());
     m_commands.push_back(std::make_unique<CExportCommand>());
     m_commands.push_back(std::make_unique<CRemoveCommand>());

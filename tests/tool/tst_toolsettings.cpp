@@ -212,6 +212,40 @@ private slots:
         QCOMPARE(fileHash(QStringLiteral("settings.conf")), settingsBefore);
     }
 
+    // modbus --strict-addresses writes the key that the program's ModBus ports read at start.
+    void strictAddressesSwitch_data()
+    {
+        QTest::addColumn<bool>("before");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<bool>("after");
+        QTest::addColumn<QString>("line");
+
+        const QString on = QStringLiteral("strict addresses on: reads without a register answer exception 02");
+        const QString off = QStringLiteral("strict addresses off: reads without a register answer zeros");
+        QTest::newRow("show the default") << false << QStringList{"modbus"} << 0 << false << off;
+        QTest::newRow("on") << false << QStringList{"modbus", "--strict-addresses", "on"} << 0 << true << on;
+        QTest::newRow("off") << true << QStringList{"modbus", "--strict-addresses", "off"} << 0 << false << off;
+        QTest::newRow("neither") << true << QStringList{"modbus", "--strict-addresses", "yes"} << 2 << true
+                                 << "quillbar-tool modbus: --strict-addresses must be on or off";
+    }
+
+    void strictAddressesSwitch()
+    {
+        QFETCH(bool, before);
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(bool, after);
+        QFETCH(QString, line);
+        TestWorkDir dir;
+        if (before)
+            writeFile(QStringLiteral("settings.conf"), "[modbus]\nstrict_addresses=true\n");
+        const SToolRun run = runTool(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(exitCode == 0 ? run.outLines().first() : run.err.first(), line);
+        QCOMPARE(stored(SettingsKey::strictAddresses).toBool(), after);
+    }
+
     void loginRefusesAndWritesNothing_data()
     {
         QTest::addColumn<QStringList>("arguments");
