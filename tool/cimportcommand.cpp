@@ -10,9 +10,12 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+
+#include <algorithm>
 
 namespace {
 
@@ -288,6 +291,13 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
     }
     CWorkFolder::flushLog();
     streams.out << QStringLiteral("Stored %1 device(s).").arg(devices.size()) << Qt::endl;
+    QSet<quint16> ports;
+    for (const SImportDevice &planned : devices)
+        ports.insert(quint16(planned.device.port));
+    QList<quint16> sorted(ports.cbegin(), ports.cend());
+    std::sort(sorted.begin(), sorted.end());
+    for (const quint16 port : std::as_const(sorted))
+        CWorkFolder::notePrivilegedPort(streams, port);
     CWorkFolder::noteRestart(streams);
     return ExitClean;
 }

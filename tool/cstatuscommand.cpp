@@ -68,6 +68,7 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (settings->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     show(streams);
+    CWorkFolder::notePrivilegedPort(streams, *port);
     CWorkFolder::noteRestart(streams);
     return ExitClean;
 }

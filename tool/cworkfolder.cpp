@@ -17,6 +17,8 @@ const QString kWaitOption = QStringLiteral("wait");
 constexpr double kDefaultWaitSeconds = 10;
 constexpr double kMaxWaitSeconds = 86400;
 constexpr double kMsPerSecond = 1000;
+// Below it, listening takes root or CAP_NET_BIND_SERVICE.
+constexpr quint16 kFirstUnprivilegedPort = 1024;
 
 int waitMilliseconds = int(kDefaultWaitSeconds * kMsPerSecond);
 } // namespace
@@ -103,6 +105,18 @@ void CWorkFolder::noteRestart(SToolStreams &streams)
 {
     streams.out << QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for the "
                                   "service).")
+                << Qt::endl;
+}
+
+void CWorkFolder::notePrivilegedPort(SToolStreams &streams, quint16 port)
+{
+    if (port == 0 || port >= kFirstUnprivilegedPort)
+        return;
+    streams.out << QStringLiteral("Port %1 is below %2: the quillbar service may listen on it (it holds "
+                                  "CAP_NET_BIND_SERVICE); the program started by hand as another user than "
+                                  "root cannot.")
+                           .arg(port)
+                           .arg(kFirstUnprivilegedPort)
                 << Qt::endl;
 }
 

@@ -38,4 +38,6 @@ public:
     static std::optional<quint16> statusPort();
     // The one line after every change.
     static void noteRestart(SToolStreams &streams);
+    // The line for a port that an ordinary user cannot listen on.
+    static void notePrivilegedPort(SToolStreams &streams, quint16 port);
 };

@@ -29,6 +29,9 @@ const QByteArray kSiteDevices = "dev_eui,app_eui,name,port,start_addr,kind\r\n"
 const QString kOn = QStringLiteral("status registers on port %1");
 const QString kOff = QStringLiteral("status registers off");
 constexpr int kLogLineBytes = 400000;
+const QString kPrivileged = QStringLiteral("Port %1 is below 1024: the quillbar service may listen on it (it "
+                                           "holds CAP_NET_BIND_SERVICE); the program started by hand as another "
+                                           "user than root cannot.");
 const QString kRestart = QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for "
                                         "the service).");
 
@@ -73,6 +76,9 @@ private slots:
                                                << QStringList{kOn.arg(1502), kRestart} << QString();
         QTest::newRow("clear with 0") << QStringList{"--port", "0"} << true << port5030 << 0 << none
                                       << QStringList{kOff, kRestart} << QString();
+        QTest::newRow("ModBus's own 502") << QStringList{"--port", "502"} << true << none << 0
+                                          << QVariant(QStringLiteral("502"))
+                                          << QStringList{kOn.arg(502), kPrivileged.arg(502), kRestart} << QString();
         QTest::newRow("out of range") << QStringList{"--port", "65536"} << true << port5030 << 2 << port5030
                                       << QStringList()
                                       << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 "
