@@ -5,7 +5,10 @@
 
 #include "core/constants.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace {
 
@@ -18,6 +21,21 @@ QString row(const QStringList &cells)
     for (int i = 0; i < cells.size(); ++i)
         text += i < widths.size() ? cells.at(i).leftJustified(widths.at(i)) + QLatin1Char(' ') : cells.at(i);
     return text.trimmed();
+}
+
+// The program's parse error gives a character offset that it calls a row; a
+// template's author needs the line and column.
+QString jsonPosition(const QString &filePath, const QString &programLine)
+{
+    static const QRegularExpression offsetPattern(QStringLiteral("Invalid parsing JSON file .*, row\\[(\\d+)\\]$"));
+    const QRegularExpressionMatch match = offsetPattern.match(programLine);
+    QFile file(filePath);
+    if (!match.hasMatch() || !file.open(QIODevice::ReadOnly))
+        return QString();
+    const QString before = QString::fromUtf8(file.readAll().left(match.captured(1).toInt()));
+    const int line = int(before.count(QLatin1Char('\n'))) + 1;
+    const int column = int(before.size() - before.lastIndexOf(QLatin1Char('\n')));
+    return QStringLiteral("at line %1, column %2").arg(line).arg(column);
 }
 
 } // namespace
@@ -65,8 +83,12 @@ int CCheckCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         out << QStringLiteral("%1: %2 accepted, %3 refused")
                         .arg(fileName, QString::number(outcome.stored.size()), QString::number(outcome.refused))
             << Qt::endl;
-        for (const QString &line : collector.takeLines())
+        for (const QString &line : collector.takeLines()) {
             out << kIndent << line << Qt::endl;
+            const QString position = jsonPosition(QDir(folderPath).filePath(fileName), line);
+            if (!position.isEmpty())
+                out << kIndent << position << Qt::endl;
+        }
         for (const QString &appEui : outcome.stored) {
             if (CTemplateFolder::isTcpFile(fileName))
                 reportTcpTemplate(folder.tcpTemplates().value(appEui), out);

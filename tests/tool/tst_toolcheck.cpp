@@ -100,6 +100,11 @@ private slots:
                                                "  ERROR: [CAllDeviceHandler] Invalid parsing JSON file "
                                                "[FOLDER/broken.json]: error[object is missing after a comma], "
                                                "row[13]"};
+        QTest::newRow("broken on line 3") << Files{{"broken.json", "{\n  \"app_eui\": \"x\",\n  \"dev_type\": ,\n}\n"}}
+                                          << 1
+                                          << QStringList{"  ERROR: [CAllDeviceHandler] Invalid parsing JSON file "
+                                                         "[FOLDER/broken.json]: error[illegal value], row[35]",
+                                                         "  at line 3, column 16"};
         QTest::newRow("register too wide")
                 << Files{{"wide.json", deviceTemplate("f1a7c0de0000c002", packet(1, 3, field("W", 1, 16, 0,
                                                                                              2147483647)))}}
