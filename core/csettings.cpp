@@ -1,10 +1,16 @@
 #include "csettings.h"
 
 #include <QDebug>
+#include <QFile>
 #include <QHash>
 #include <QMutex>
 
 namespace {
+// The file holds the server password: only its owner reads it.
+void keepPrivate(const QSettings &settings)
+{
+    QFile::setPermissions(settings.fileName(), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+}
 
 // QSettings reads its file again only on sync(), which only writeValue calls
 // here, so a value read once stays what QSettings would give until the next
@@ -63,6 +69,7 @@ bool CSettings::writeValue(const QString &key, const QVariant &value)
     settings->setValue(key, value);
     // The status of sync is not looked at: an unwritable file goes unnoticed.
     settings->sync();
+    keepPrivate(*settings);
     QMutexLocker locker(&cacheMutex);
     cache.clear();
     return true;
@@ -77,6 +84,7 @@ bool CSettings::removeValue(const QString &key)
     }
     settings->remove(key);
     settings->sync();
+    keepPrivate(*settings);
     QMutexLocker locker(&cacheMutex);
     cache.clear();
     return true;

@@ -51,8 +51,7 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         CSettings::writeValue(SettingsKey::strictAddresses, true);
     } else {
         // No key at all, as before the setting was ever made.
-        settings->remove(SettingsKey::strictAddresses);
-        settings->sync();
+        CSettings::removeValue(SettingsKey::strictAddresses);
     }
     if (settings->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);

@@ -60,8 +60,7 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CSettings *settings = CSettings::getInstance(QString());
     if (*port == 0) {
         // No key at all rather than a 0, as before the block was ever set.
-        settings->remove(SettingsKey::statusPort);
-        settings->sync();
+        CSettings::removeValue(SettingsKey::statusPort);
     } else {
         CSettings::writeValue(SettingsKey::statusPort, *port);
     }

@@ -32,6 +32,23 @@ private slots:
         QCOMPARE(onDisk.value(QStringLiteral("server/ip")).toString(), QStringLiteral("10.0.0.7"));
         QCOMPARE(onDisk.value(QStringLiteral("file_max_size")).toInt(), 3000000);
     }
+
+    // It holds the server password: a file made readable to all is closed again by the next write or removal.
+    void onlyItsOwnerReadsTheFile()
+    {
+        const QString file = m_workDir.filePath(QStringLiteral("settings.conf"));
+        const QFileDevice::Permissions others = QFileDevice::ReadGroup | QFileDevice::WriteGroup
+                | QFileDevice::ReadOther | QFileDevice::WriteOther;
+        QVERIFY(QFile::setPermissions(file, QFile::permissions(file) | others));
+        QVERIFY(CSettings::writeValue(QStringLiteral("server/password"), QStringLiteral("secret")));
+        QCOMPARE(QFile::permissions(file) & others, QFileDevice::Permissions());
+        QVERIFY(QFile::permissions(file) & QFileDevice::ReadOwner);
+
+        QVERIFY(QFile::setPermissions(file, QFile::permissions(file) | others));
+        QVERIFY(CSettings::removeValue(QStringLiteral("server/password")));
+        QCOMPARE(QFile::permissions(file) & others, QFileDevice::Permissions());
+        QVERIFY(!QSettings(file, QSettings::IniFormat).contains(QStringLiteral("server/password")));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCSettings)

@@ -151,6 +151,9 @@ private slots:
         QCOMPARE(stored("server/login").toString(), QStringLiteral("plant"));
         QCOMPARE(stored("server/password").toString(), QStringLiteral("s3cret pass"));
         QCOMPARE(stored("server/scheme").toString(), QStringLiteral("wss"));
+        QCOMPARE(QFile::permissions(QStringLiteral("settings.conf"))
+                         & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
+                 QFileDevice::Permissions());
     }
 
     void loginWithoutSchemeLeavesItUnset()
