@@ -8,6 +8,8 @@
 #include <QMetaMethod>
 #include <QMetaType>
 
+#include <atomic>
+
 namespace {
 constexpr qint64 kDefaultFileMaxSize = 1000000;
 // A smaller limit rotates on nearly every batch of lines, which costs far more
@@ -57,13 +59,16 @@ struct SPendingLine
 };
 QMutex pendingMutex;
 QList<SPendingLine> pendingLines;
+CLogFile::Divert divertLines;     // guarded by pendingMutex
+// Read on every line without the lock: the program never diverts.
+std::atomic<bool> diverting{false};
 
 } // namespace
 
 CLogFile *CLogFile::m_instance = nullptr;
 QMutex CLogFile::m_instanceMutex;
 
-CLogFile::CLogFile(const QString &baseName, const QString &sessionTitle)
+CLogFile::CLogFile(const QString &baseName, const QString &sessionTitle, EStart start)
     : m_sessionTitle(sessionTitle)
     , m_baseName(baseName)
 {
@@ -75,10 +80,10 @@ CLogFile::CLogFile(const QString &baseName, const QString &sessionTitle)
     const QIODevice::OpenMode mode = m_file.exists()
             ? QIODevice::ReadWrite | QIODevice::Append | QIODevice::Text
             : QIODevice::ReadWrite | QIODevice::Text;
-    if (m_file.open(mode))
-        writeBanner();
-    else
+    if (!m_file.open(mode))
         qDebug() << "[CLogFile] Invalid file opening!";
+    else if (start == WithBanner)
+        writeBanner();
 }
 
 CLogFile::~CLogFile()
@@ -86,12 +91,12 @@ CLogFile::~CLogFile()
     m_file.close();
 }
 
-CLogFile *CLogFile::getInstance(const QString &baseName, const QString &sessionTitle)
+CLogFile *CLogFile::getInstance(const QString &baseName, const QString &sessionTitle, EStart start)
 {
     if (!m_instance) {
         QMutexLocker locker(&m_instanceMutex);
         if (!m_instance)
-            m_instance = new CLogFile(baseName, sessionTitle);
+            m_instance = new CLogFile(baseName, sessionTitle, start);
     }
     return m_instance;
 }
@@ -101,8 +106,22 @@ CLogFile *CLogFile::instance()
     return m_instance;
 }
 
+void CLogFile::setDivert(Divert divert)
+{
+    QMutexLocker locker(&pendingMutex);
+    diverting = bool(divert);
+    divertLines = std::move(divert);
+}
+
 void CLogFile::addLog(const QString &message, CLogFile::ELogMessageType type, bool toDebug)
 {
+    if (diverting) {
+        QMutexLocker locker(&pendingMutex);
+        if (divertLines) {
+            divertLines(message);
+            return;
+        }
+    }
     CLogFile *log = m_instance;
     if (!log || !log->post(message, type)) {
         qDebug().noquote() << "[void __cdecl addLog(class QString,enum CLogFile::ELogMessageType,bool)]"

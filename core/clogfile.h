@@ -4,6 +4,8 @@
 #include <QMutex>
 #include <QObject>
 
+#include <functional>
+
 // The operator's log: ./<base>.log and ./<base>(N).log in the working
 // directory, one stamped line per message, rotated by size under counters kept
 // in the settings. Any thread logs through the static addLog(), which posts the
@@ -21,12 +23,22 @@ public:
 
     ~CLogFile() override;
 
-    static CLogFile *getInstance(const QString &baseName, const QString &sessionTitle);
+    enum EStart {
+        WithBanner,
+        WithoutBanner,
+    };
+    // Where the lines of addLog() go instead of the file while it is set.
+    using Divert = std::function<void(const QString &message)>;
+
+    static CLogFile *getInstance(const QString &baseName, const QString &sessionTitle, EStart start = WithBanner);
     // The singleton, or null while it has not been created.
     static CLogFile *instance();
 
     static void addLog(const QString &message, CLogFile::ELogMessageType type = LogInfo,
                        bool toDebug = false);
+    // Another program that shares the folder (the tool) keeps the library's
+    // lines out of the operator's log and writes its own with addLogMetod.
+    static void setDivert(Divert divert);
 
 signals:
     void addLogSignal(QString _logStr, CLogFile::ELogMessageType _type);
@@ -38,7 +50,7 @@ public slots:
     void addLogIntoFileOnly(QString logStr);
 
 private:
-    CLogFile(const QString &baseName, const QString &sessionTitle);
+    CLogFile(const QString &baseName, const QString &sessionTitle, EStart start);
 
     bool post(const QString &message, CLogFile::ELogMessageType type);
     void writePending();

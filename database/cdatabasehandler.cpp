@@ -821,6 +821,20 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SE
     if (begun != SQLITE_OK)
         return writeFailure(begun, QString());
     if (!entry.decoded) {
+        // A device removed behind the program's back (by the tool) is said
+        // once, rather than with the failed look-up of each of its registers.
+        const std::optional<bool> stored = deviceIsStored(entry.write.devEui);
+        if (!stored) {
+            const EWriteOutcome outcome = writeFailure(sqlite3_extended_errcode(connectionHandle()), QString());
+            rollback();
+            return outcome;
+        }
+        if (!*stored) {
+            noteRemovedDevice(entry.write.devEui);
+            rollback();
+            noteWritten(EWriteOutcome::Refused);
+            return EWriteOutcome::Refused;
+        }
         bool lookupFailed = false;
         const QString &devEui = entry.write.devEui;
         entry.values = entry.write.decode([this, &devEui, &lookupFailed](quint32 regAddr) {
@@ -1026,6 +1040,31 @@ bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
     for (const DB::SRegisterParam &param : update.regs)
         decimals.append({param.regAddr, param.decimals});
     return writeDecimals(update.deviceId, decimals);
+}
+
+std::optional<bool> CDataBaseHandler::deviceIsStored(const QString &devEui)
+{
+    QSqlQuery &query = compiledQuery(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=:%2;")
+                                             .arg(DbName::deviceTable, dev(DevEui)));
+    query.bindValue(placeholder(dev(DevEui)), devEui);
+    if (!query.exec() || !query.next())
+        return std::nullopt;
+    const bool stored = query.value(0).toInt() > 0;
+    query.finish();
+    if (stored)
+        m_removedDevices.remove(devEui);
+    return stored;
+}
+
+void CDataBaseHandler::noteRemovedDevice(const QString &devEui)
+{
+    if (m_removedDevices.contains(devEui))
+        return;
+    m_removedDevices.insert(devEui);
+    CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler] Device [%1] is no longer in the register file: "
+                                    "another program removed it. Its uplinks are not stored; restart the program "
+                                    "to stop publishing it.")
+                             .arg(devEui));
 }
 
 QMap<quint32, int> CDataBaseHandler::getRegisterDecimals(quint32 deviceId)

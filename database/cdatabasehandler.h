@@ -8,6 +8,7 @@
 #include <QMap>
 #include <QMutex>
 #include <QObject>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QStringList>
@@ -108,6 +109,9 @@ private:
     void storeBacklog();
     void noteWritten(EWriteOutcome outcome);
     DB::SRegisterParam lookupParam(const QString &devEui, quint32 regAddr, bool *failed);
+    // Whether the device still has its row; nothing when the file could not be read.
+    std::optional<bool> deviceIsStored(const QString &devEui);
+    void noteRemovedDevice(const QString &devEui);
 
     void failStart(const QString &message);
     bool checkColumnCount(const QStringList &columns, int expected, const QString &table);
@@ -155,6 +159,8 @@ private:
     QTimer m_retryTimer;
     bool m_writeFailing = false;
     bool m_deleteWasBusy = false;
+    // Devices that another program removed while they are published, said once.
+    QSet<QString> m_removedDevices;
     QString m_failureCause;     // of the last write that failed, SQLite's words
 
     static CDataBaseHandler *m_instance;

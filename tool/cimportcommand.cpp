@@ -225,14 +225,13 @@ void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams
 int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &rows, SToolStreams &streams)
 {
     CDataBaseHandler *store = CWorkFolder::openStore();
-    if (!store) {
-        CWorkFolder::flushLog();
-        return fail(streams, QStringLiteral("cannot open %1; see history.log").arg(FileName::database), ExitFindings);
-    }
+    if (!store)
+        return fail(streams, QStringLiteral("cannot open %1: %2").arg(FileName::database,
+                                                                      CWorkFolder::takeLibraryText()),
+                    ExitFindings);
     QSqlDatabase db = QSqlDatabase::database(DbName::connection, false);
     QSqlQuery control(db);
     if (!control.exec(kBeginSql)) {
-        CWorkFolder::flushLog();
         if (CStoreReader::isBusy(db))
             return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
         return fail(streams, QStringLiteral("%1 cannot be written (%2); nothing was written")
@@ -244,10 +243,12 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
     const auto abandon = [&](const QString &reason) {
         const bool busy = CStoreReader::isBusy(db);
         control.exec(kRollbackSql);
-        CWorkFolder::flushLog();
         if (busy)
             return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
-        return fail(streams, QStringLiteral("%1; nothing was written").arg(reason), ExitFindings);
+        const QString why = CWorkFolder::takeLibraryText();
+        return fail(streams, QStringLiteral("%1%2; nothing was written").arg(reason, why.isEmpty() ? QString()
+                                                                                                 : ": " + why),
+                    ExitFindings);
     };
     // Another import may have committed since the check above. Nobody else
     // can commit while this connection holds the write lock, and readers still
@@ -256,13 +257,12 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
     const bool read = check(plan, rows, streams);
     if (!read || !plan.refusals().isEmpty()) {
         control.exec(kRollbackSql);
-        CWorkFolder::flushLog();
         return read ? refuse(plan, streams) : ExitFindings;
     }
     const QList<SImportDevice> &devices = plan.devices();
     for (const SImportDevice &planned : devices) {
         if (!store->registerNewDevice(planned.device, planned.protocol))
-            return abandon(QStringLiteral("device %1 was not stored (see history.log)").arg(planned.device.devEui));
+            return abandon(QStringLiteral("device %1 was not stored").arg(planned.device.devEui));
     }
     QHash<QString, quint32> ids;
     QSqlQuery stored = store->getDevices(QString(), ProtocolOption::ModBus);
@@ -289,7 +289,9 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
         if (planned.maxAge)
             CAllDeviceHandler::getInstance()->setMaxDataAge(planned.device.devEui, *planned.maxAge);
     }
-    CWorkFolder::flushLog();
+    CWorkFolder::takeLibraryText();
+    CWorkFolder::logChange(name(), QStringLiteral("stored %1 device(s) from %2").arg(devices.size())
+                                           .arg(rows.devicesName));
     streams.out << QStringLiteral("Stored %1 device(s).").arg(devices.size()) << Qt::endl;
     QSet<quint16> ports;
     for (const SImportDevice &planned : devices)

@@ -79,6 +79,7 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
     if (CSettings::getInstance(QString())->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     show(streams);
+    CWorkFolder::logChange(name(), QStringLiteral("changed the log keeping"));
     CWorkFolder::noteRestart(streams);
     return ExitClean;
 }

@@ -118,6 +118,9 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     streams.out << QStringLiteral("Stored the login of %1 at %2:%3.").arg(parser.value(kUser), parser.value(kHost))
                            .arg(*port)
                 << Qt::endl;
+    CWorkFolder::logChange(name(), QStringLiteral("stored the login of %1 at %2:%3").arg(parser.value(kUser),
+                                                                                          parser.value(kHost))
+                                           .arg(*port));
     CWorkFolder::noteRestart(streams);
     return ExitClean;
 }

@@ -56,6 +56,7 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (settings->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     show(streams);
+    CWorkFolder::logChange(name(), QStringLiteral("strict addresses %1").arg(value));
     CWorkFolder::noteRestart(streams);
     return ExitClean;
 }

@@ -66,12 +66,13 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
     CDataBaseHandler *store = CWorkFolder::openStore();
     const bool removed = store && store->deleteDevice(found->id, found->protocol);
-    CWorkFolder::flushLog();
     if (!removed && store && store->deleteWasBusy())
         return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
     if (!removed)
-        return fail(streams, QStringLiteral("device %1 was not removed; see history.log").arg(found->devEui),
+        return fail(streams, QStringLiteral("device %1 was not removed: %2")
+                                     .arg(found->devEui, CWorkFolder::takeLibraryText()),
                     ExitFindings);
+    CWorkFolder::logChange(name(), QStringLiteral("removed device %1").arg(found->devEui));
     streams.out << QStringLiteral("Removed device %1.").arg(found->devEui) << Qt::endl;
     CWorkFolder::noteRestart(streams);
     return ExitClean;

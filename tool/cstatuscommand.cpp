@@ -67,6 +67,8 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (settings->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     show(streams);
+    CWorkFolder::logChange(name(), *port == 0 ? QStringLiteral("status registers off")
+                                              : QStringLiteral("status registers on port %1").arg(*port));
     CWorkFolder::notePrivilegedPort(streams, *port);
     CWorkFolder::noteRestart(streams);
     return ExitClean;

@@ -6,7 +6,6 @@
 #include "core/tcpport.h"
 #include "database/cdatabasehandler.h"
 
-#include <QCoreApplication>
 #include <QDir>
 
 namespace {
@@ -21,6 +20,7 @@ constexpr double kMsPerSecond = 1000;
 constexpr quint16 kFirstUnprivilegedPort = 1024;
 
 int waitMilliseconds = int(kDefaultWaitSeconds * kMsPerSecond);
+QStringList libraryLines;
 } // namespace
 
 void CWorkFolder::addOption(QCommandLineParser &parser)
@@ -83,7 +83,24 @@ void CWorkFolder::openLog()
 {
     openSettings();
     qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
-    CLogFile::getInstance(FileName::logBase, QString());
+    // No session banner: the tool's visit is one line, not a run of the program.
+    CLogFile::getInstance(FileName::logBase, QString(), CLogFile::WithoutBanner);
+    // Routine texts of the store (a register that two packets share, say)
+    // would alarm the operator; a failure's texts go to the tool's user.
+    CLogFile::setDivert([](const QString &line) { libraryLines.append(line); });
+}
+
+QString CWorkFolder::takeLibraryText()
+{
+    const QString text = libraryLines.join(QStringLiteral("; "));
+    libraryLines.clear();
+    return text;
+}
+
+void CWorkFolder::logChange(const QString &command, const QString &text)
+{
+    openLog();
+    CLogFile::instance()->addLogMetod(QStringLiteral("INFO: [quillbar-tool %1] %2").arg(command, text));
 }
 
 CDataBaseHandler *CWorkFolder::openStore()
@@ -94,11 +111,6 @@ CDataBaseHandler *CWorkFolder::openStore()
     if (store)
         store->setBusyWait(waitMs());
     return store;
-}
-
-void CWorkFolder::flushLog()
-{
-    QCoreApplication::processEvents();
 }
 
 void CWorkFolder::noteRestart(SToolStreams &streams)

@@ -24,15 +24,17 @@ public:
     static int waitMs();
     // The settings store of the folder, opened once.
     static void openSettings();
-    // The operator's log of the folder, so that the store's texts land where
-    // the program writes them.
+    // The operator's log of the folder, for the tool's own line of each
+    // change; the library's texts are kept for the tool's messages instead.
     static void openLog();
+    // The library's texts since the log was opened, taken: why a step failed.
+    static QString takeLibraryText();
+    // The one line in the operator's log of a change the tool made.
+    static void logChange(const QString &command, const QString &text);
     // The program's store of the folder (made with its schema when missing),
     // waiting for a lock of the running program as long as --wait allows;
     // null when it cannot be opened.
     static CDataBaseHandler *openStore();
-    // Lets the queued log lines reach the file before the tool ends.
-    static void flushLog();
     // The status port of the open settings store: 0 when the status
     // registers are off, nothing when the value is not a port.
     static std::optional<quint16> statusPort();

@@ -5,6 +5,7 @@
 #include "toolrun.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QtTest>
@@ -392,6 +393,48 @@ private slots:
         QVERIFY(CDataBaseHandler::getInstance()->getRegisteredDevices(ProtocolOption::ModBus).size() > kManyDevices);
         qInfo("%d uplinks stored, the longest in %lld ms, while the tool imported %d devices in %lld ms", stored,
               longestWrite, kManyDevices, clock.elapsed());
+    }
+    // Each change of the tool is one line of its own in the operator's log, and
+    // a device it removes under the running program is said there once.
+    void toolChangesAreOneLineEach()
+    {
+        const QString kept = QStringLiteral("70B3D5000000F001");
+        QVERIFY(ProgramCore::storeDevice(kept, kClimate, QStringLiteral("Kept"), 1000, 1900,
+                                         ProtocolOption::ModBus));
+        DB::SDeviceRegMapDescription published;
+        published.devEui = kept;
+        published.appEui = kClimate;
+        published.startAddr = 1000;
+        published.port = 1900;
+        CAllDeviceHandler::getInstance()->addNewDevice(published, ProtocolOption::ModBus);
+        LogSpy log;
+        log.forget();
+        QFile history(QStringLiteral("history.log"));
+        QVERIFY(history.open(QIODevice::ReadOnly));
+        history.seek(history.size());
+
+        // The climate template's alarm packet shares registers: the store warns of each, but not here.
+        writeFile(QStringLiteral("quiet.csv"), kDevicesHeader + "70B3D5000000F002,F1A7C0DE00000101,Other,1900,2000,\r\n");
+        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("quiet.csv")}).exitCode, 0);
+        QCOMPARE(runTool({QStringLiteral("remove"), kept}).exitCode, 0);
+        QStringList added = QString::fromUtf8(history.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        for (QString &line : added)
+            line = line.mid(line.indexOf(QLatin1Char(']')) + 1);
+        QCOMPARE(added, QStringList({"INFO: [quillbar-tool import] stored 1 device(s) from quiet.csv",
+                                     "INFO: [quillbar-tool remove] removed device 70B3D5000000F001"}));
+
+        API::SApiDeviceData uplink;
+        uplink.devEui = kept;
+        uplink.data = QByteArray::fromHex("0100eb0202f63e0c");
+        uplink.valid = true;
+        CAllDeviceHandler::getInstance()->newPacketReceivedSlot(uplink);
+        CAllDeviceHandler::getInstance()->newPacketReceivedSlot(uplink);
+        ProgramCore::settleStore();
+        const QStringList lines = log.takeLines();
+        QCOMPARE(lines.filter(QRegularExpression(QStringLiteral("WARNING|ERROR"))), QStringList("WARNING: [CDataBaseHandler] Device [70B3D5000000F001] is no longer "
+                                                 "in the register file: another program removed it. Its uplinks "
+                                                 "are not stored; restart the program to stop publishing it."));
+        QVERIFY2(lines.filter(QStringLiteral("SELECT")).isEmpty(), qPrintable(lines.join(QLatin1Char('\n'))));
     }
 };
 
