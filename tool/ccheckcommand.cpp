@@ -2,6 +2,7 @@
 
 #include "cmessagecollector.h"
 #include "ctemplatelayout.h"
+#include "cworkfolder.h"
 
 #include "core/constants.h"
 
@@ -55,8 +56,10 @@ CCheckCommand::CCheckCommand()
 void CCheckCommand::configure(QCommandLineParser &parser) const
 {
     parser.addPositionalArgument(QStringLiteral("FOLDER"),
-                                 QStringLiteral("The template folder (default ./%1).").arg(FileName::deviceFolder),
+                                 QStringLiteral("The template folder (default %1 of the working folder).")
+                                         .arg(FileName::deviceFolder),
                                  QStringLiteral("[FOLDER]"));
+    CWorkFolder::addOption(parser);
 }
 
 int CCheckCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
@@ -64,7 +67,13 @@ int CCheckCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() > 1)
         return fail(streams, QStringLiteral("one folder at most"), ExitUsage);
-    const QString folderPath = arguments.isEmpty() ? FileName::deviceFolder : arguments.first();
+    const QString folderPath = arguments.isEmpty() ? CWorkFolder::fileIn(parser, FileName::deviceFolder)
+                                                   : arguments.first();
+    if (!QFileInfo(folderPath).isDir() && arguments.isEmpty())
+        return fail(streams, QStringLiteral("%1 has no %2; name the working folder with --dir, or the template "
+                                            "folder")
+                                     .arg(QFileInfo(folderPath).absolutePath(), FileName::deviceFolder),
+                    ExitFindings);
     if (!QFileInfo(folderPath).isDir())
         return fail(streams, QStringLiteral("no folder \"%1\"").arg(folderPath), ExitFindings);
 

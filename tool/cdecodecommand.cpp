@@ -67,8 +67,11 @@ void CDecodeCommand::configure(QCommandLineParser &parser) const
     parser.addOption({kRxOption,
                       QStringLiteral("Fill the server data from an \"rx\" message of the network server."),
                       QStringLiteral("FILE.json")});
-    parser.addOption({kDbOption, QStringLiteral("The register file for --device (default ./%1).").arg(FileName::database),
+    parser.addOption({kDbOption,
+                      QStringLiteral("The register file for --device (default %1 of the working folder).")
+                              .arg(FileName::database),
                       QStringLiteral("DB")});
+    CWorkFolder::addOption(parser);
     CWorkFolder::addWaitOption(parser);
 }
 
@@ -120,7 +123,8 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     std::unique_ptr<CStoreReader> store;
     if (parser.isSet(kDeviceOption)) {
         const QString devEui = parser.value(kDeviceOption);
-        const QString dbPath = parser.isSet(kDbOption) ? parser.value(kDbOption) : FileName::database;
+        const QString dbPath = parser.isSet(kDbOption) ? parser.value(kDbOption)
+                                                       : CWorkFolder::fileIn(parser, FileName::database);
         store = std::make_unique<CStoreReader>(dbPath, CWorkFolder::waitMs());
         if (!store->open())
             return fail(streams, store->errorText(), ExitFindings);

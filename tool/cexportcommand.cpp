@@ -52,8 +52,10 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 {
     if (!parser.positionalArguments().isEmpty())
         return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
-    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
+    if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+        return code;
     CStoreReader reader(FileName::database, CWorkFolder::waitMs());
     if (!reader.open())
         return fail(streams, reader.errorText(), ExitFindings);

@@ -8,6 +8,7 @@
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -140,6 +141,11 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     }
     if (!CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
+    if (!QFileInfo(FileName::deviceFolder).isDir())
+        return fail(streams, QStringLiteral("%1 has no %2, whose templates the devices need; name the working "
+                                            "folder with --dir")
+                                     .arg(QDir::currentPath(), FileName::deviceFolder),
+                    ExitFindings);
 
     const CAllDeviceHandler *registry = nullptr;
     {

@@ -62,11 +62,15 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
     const int sizeMb = parser.isSet(kMaxSize) ? parser.value(kMaxSize).toInt(&ok) : 0;
     if (!ok || (parser.isSet(kMaxSize) && (sizeMb < kMinFileSizeMb || sizeMb > kMaxFileSizeMb)))
         return fail(streams, QStringLiteral("--max-size must be a number from 1 to 100000"), ExitUsage);
-    if (!CWorkFolder::enter(parser, streams, name()))
+    const bool change = parser.isSet(kOn) || parser.isSet(kOff) || parser.isSet(kMaxFiles) || parser.isSet(kMaxSize);
+    if (change && !CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
+    if (!change) {
+        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+            return code;
+    }
 
     CWorkFolder::openSettings();
-    const bool change = parser.isSet(kOn) || parser.isSet(kOff) || parser.isSet(kMaxFiles) || parser.isSet(kMaxSize);
     if (!change)
         return show(streams);
 

@@ -68,13 +68,16 @@ CMapCommand::CMapCommand()
 void CMapCommand::configure(QCommandLineParser &parser) const
 {
     parser.addPositionalArgument(QStringLiteral("DB"),
-                                 QStringLiteral("The register file (default ./%1).").arg(FileName::database),
+                                 QStringLiteral("The register file (default %1 of the working folder).")
+                                         .arg(FileName::database),
                                  QStringLiteral("[DB]"));
     parser.addOption({kFormatOption, QStringLiteral("csv (default) or markdown."), QStringLiteral("FORMAT"), kCsv});
     parser.addOption({kTemplatesOption,
-                      QStringLiteral("The template folder that names the device types (default ./%1).")
+                      QStringLiteral("The template folder that names the device types (default %1 beside the "
+                                     "register file).")
                               .arg(FileName::deviceFolder),
-                      QStringLiteral("FOLDER"), FileName::deviceFolder});
+                      QStringLiteral("FOLDER")});
+    CWorkFolder::addOption(parser);
     CWorkFolder::addWaitOption(parser);
 }
 
@@ -89,7 +92,7 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
 
-    const QString dbPath = arguments.isEmpty() ? FileName::database : arguments.first();
+    const QString dbPath = arguments.isEmpty() ? CWorkFolder::fileIn(parser, FileName::database) : arguments.first();
     CStoreReader store(dbPath, CWorkFolder::waitMs());
     if (!store.open())
         return fail(streams, store.errorText(), ExitFindings);
@@ -102,7 +105,10 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     CTemplateFolder folder;
     {
         CMessageCollector quiet;
-        const QString templates = parser.value(kTemplatesOption);
+        // The working folder's templates lie beside its register file.
+        const QString templates = parser.isSet(kTemplatesOption)
+                ? parser.value(kTemplatesOption)
+                : QFileInfo(dbPath).dir().filePath(FileName::deviceFolder);
         if (QDir(templates).exists())
             folder.load(templates);
     }

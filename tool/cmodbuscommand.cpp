@@ -38,8 +38,12 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QString value = parser.value(kStrict);
     if (parser.isSet(kStrict) && value != kOn && value != kOff)
         return fail(streams, QStringLiteral("--%1 must be on or off").arg(kStrict), ExitUsage);
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (parser.isSet(kStrict) && !CWorkFolder::enter(parser, streams, name()))
         return ExitUsage;
+    if (!parser.isSet(kStrict)) {
+        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+            return code;
+    }
 
     CWorkFolder::openSettings();
     if (!parser.isSet(kStrict)) {

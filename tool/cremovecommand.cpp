@@ -41,8 +41,10 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (arguments.size() != 1)
         return fail(streams, QStringLiteral("one DEVEUI expected"), ExitUsage);
     const QString devEui = arguments.first().trimmed().toUpper();
-    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
+    if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+        return code;
 
     std::optional<SFoundDevice> found;
     {

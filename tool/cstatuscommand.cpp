@@ -41,8 +41,14 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const std::optional<quint16> port = parser.isSet(kPort) ? TcpPort::from(parser.value(kPort)) : 0;
     if (!port)
         return fail(streams, QStringLiteral("--port must be a number from 1 to 65535, or 0 for none"), ExitUsage);
-    if (!CWorkFolder::readWait(parser, streams, name()) || !CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
+    if (parser.isSet(kPort) && !CWorkFolder::enter(parser, streams, name()))
+        return ExitUsage;
+    if (!parser.isSet(kPort)) {
+        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+            return code;
+    }
 
     if (!parser.isSet(kPort)) {
         CWorkFolder::openSettings();

@@ -8,6 +8,9 @@
 
 #include <QDir>
 
+#include <pwd.h>
+#include <unistd.h>
+
 namespace {
 const QString kDirOption = QStringLiteral("dir");
 const QString kWaitOption = QStringLiteral("wait");
@@ -20,6 +23,15 @@ constexpr double kMsPerSecond = 1000;
 constexpr quint16 kFirstUnprivilegedPort = 1024;
 
 int waitMilliseconds = int(kDefaultWaitSeconds * kMsPerSecond);
+// The service runs as a user of its own name in its state folder.
+const QString kServiceUser = QStringLiteral("quillbar");
+const QString kServiceFolder = QStringLiteral("/var/lib/quillbar");
+
+bool isServiceUser()
+{
+    const passwd *user = getpwuid(geteuid());
+    return user && QString::fromLocal8Bit(user->pw_name) == kServiceUser;
+}
 QStringList libraryLines;
 } // namespace
 
@@ -33,13 +45,38 @@ void CWorkFolder::addOption(QCommandLineParser &parser)
 
 bool CWorkFolder::enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
 {
-    if (!parser.isSet(kDirOption))
-        return true;
-    const QString dir = parser.value(kDirOption);
+    QString dir = parser.value(kDirOption);
+    if (!parser.isSet(kDirOption)) {
+        if (!isServiceUser())
+            return true;
+        dir = kServiceFolder;
+    }
     if (QDir::setCurrent(dir))
         return true;
     streams.err << QStringLiteral("quillbar-tool %1: no folder \"%2\"").arg(command, dir) << Qt::endl;
     return false;
+}
+
+int CWorkFolder::enterSite(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
+{
+    if (!enter(parser, streams, command))
+        return ExitUsage;
+    const QDir here;
+    if (here.exists(FileName::settings) || here.exists(FileName::database) || here.exists(FileName::deviceFolder))
+        return ExitClean;
+    streams.err << QStringLiteral("quillbar-tool %1: %2 is not a Quillbar working folder (no %3, %4 or %5); "
+                                  "name one with --dir")
+                           .arg(command, QDir::currentPath(), FileName::settings, FileName::database,
+                                FileName::deviceFolder)
+                << Qt::endl;
+    return ExitFindings;
+}
+
+QString CWorkFolder::fileIn(const QCommandLineParser &parser, const QString &name)
+{
+    if (parser.isSet(kDirOption))
+        return QDir(parser.value(kDirOption)).filePath(name);
+    return isServiceUser() ? QDir(kServiceFolder).filePath(name) : name;
 }
 
 void CWorkFolder::addWaitOption(QCommandLineParser &parser)
@@ -115,8 +152,9 @@ CDataBaseHandler *CWorkFolder::openStore()
 
 void CWorkFolder::noteRestart(SToolStreams &streams)
 {
-    streams.out << QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for the "
-                                  "service).")
+    streams.out << QStringLiteral("Takes effect at the program's next start in %1 (systemctl restart quillbar for "
+                                  "the service).")
+                           .arg(QDir::currentPath())
                 << Qt::endl;
 }
 

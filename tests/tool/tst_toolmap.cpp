@@ -243,6 +243,17 @@ private slots:
                                              "1 | 0 | ModBus |"));
     }
 
+    // From another folder the device types still come from the templates beside the register file.
+    void typesFromAnotherFolder()
+    {
+        const QString file = m_workDir.filePath(FileName::database);
+        TestWorkDir elsewhere;
+        bool wellFormed = false;
+        const QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map"), file}).out, &wellFormed);
+        QVERIFY(wellFormed);
+        QCOMPARE(rows.mid(0, kExpected.size()), kExpected);
+    }
+
     // A tag reads a negative value as two's complement only when its template stores it so.
     void dataTypeNamesTwosComplement()
     {

@@ -32,8 +32,9 @@ constexpr int kLogLineBytes = 400000;
 const QString kPrivileged = QStringLiteral("Port %1 is below 1024: the quillbar service may listen on it (it "
                                            "holds CAP_NET_BIND_SERVICE); the program started by hand as another "
                                            "user than root cannot.");
-const QString kRestart = QStringLiteral("Takes effect at the program's next start (systemctl restart quillbar for "
-                                        "the service).");
+// The working folder is named: the folder the change was made in.
+const QString kRestart = QStringLiteral("Takes effect at the program's next start in %1 (systemctl restart quillbar "
+                                        "for the service).");
 
 } // namespace
 
@@ -131,6 +132,7 @@ private slots:
 
         const SToolRun run = runTool(QStringList{"status", "--dir", folder} + arguments);
         QCOMPARE(run.exitCode, exitCode);
+        out.replaceInStrings(QStringLiteral("%1 ("), QStringLiteral("%1 (").arg(QDir(folder).canonicalPath()));
         QCOMPARE(run.outLines(), out);
         QCOMPARE(run.err, error.isEmpty() ? QStringList() : QStringList(error));
         QCOMPARE(stored(QStringLiteral("status/port"), settings), after);
@@ -247,12 +249,63 @@ private slots:
         QFETCH(bool, after);
         QFETCH(QString, line);
         TestWorkDir dir;
+        QVERIFY(QDir().mkdir(QStringLiteral("deviceFolder")));
         if (before)
             writeFile(QStringLiteral("settings.conf"), "[modbus]\nstrict_addresses=true\n");
         const SToolRun run = runTool(arguments);
         QCOMPARE(run.exitCode, exitCode);
         QCOMPARE(exitCode == 0 ? run.outLines().first() : run.err.first(), line);
         QCOMPARE(stored(SettingsKey::strictAddresses).toBool(), after);
+    }
+
+    // A command that reads a site refuses a folder that is none, naming it;
+    // --dir names the site from anywhere.
+    void workingFolder_data()
+    {
+        QTest::addColumn<QStringList>("arguments");     // SITE stands for the commissioned folder
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("line");              // of standard error, or the first of output; HERE: the empty folder
+
+        const QString notSite = QStringLiteral("quillbar-tool %1: HERE is not a Quillbar working folder (no "
+                                               "settings.conf, server.db or deviceFolder); name one with --dir");
+        for (const char *command : {"status", "logging", "modbus", "export"})
+            QTest::addRow("%s, empty folder", command) << QStringList(command) << 1 << notSite.arg(command);
+        QTest::newRow("remove, empty folder") << QStringList{"remove", "70B3D5000000C001"} << 1
+                                              << notSite.arg("remove");
+        QTest::newRow("import, no templates") << QStringList{"import", "devices.csv"} << 1
+                                              << "quillbar-tool import: HERE has no deviceFolder, whose templates "
+                                                 "the devices need; name the working folder with --dir";
+        QTest::newRow("check, no templates") << QStringList{"check"} << 1
+                                             << "quillbar-tool check: HERE has no deviceFolder; name the working "
+                                                "folder with --dir, or the template folder";
+        QTest::newRow("missing --dir") << QStringList{"status", "--dir", "absent"} << 2
+                                       << "quillbar-tool status: no folder \"absent\"";
+        QTest::newRow("export --dir") << QStringList{"export", "--dir", "SITE"} << 0
+                                      << "dev_eui,app_eui,name,port,start_addr,kind\r";
+        QTest::newRow("check --dir") << QStringList{"check", "--dir", "SITE"} << 0
+                                     << "ClimateSensor_TH20.json: 1 accepted, 0 refused";
+        QTest::newRow("map --dir") << QStringList{"map", "--dir", "SITE"} << 0
+                                   << "port,address,registers,device name,DevEUI,application EUI,device type,"
+                                      "register name,unit,data type,multiplier,offset,protocol\r";
+        QTest::newRow("decode --dir") << QStringList{"decode", "SITE/deviceFolder/ClimateSensor_TH20.json",
+                                                     "0100eb0202f63e0c", "--device", "70B3D5000000C001", "--dir",
+                                                     "SITE"}
+                                      << 0 << " 1000  0x0000      0  Last uplink time (s)  = 00000000";
+    }
+
+    void workingFolder()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, line);
+        TestWorkDir empty;
+        writeFile(QStringLiteral("devices.csv"), kSiteDevices);
+        arguments.replaceInStrings(QStringLiteral("SITE"), m_site.path());
+        line.replace(QStringLiteral("HERE"), QDir::currentPath()).replace(QStringLiteral("SITE"), m_site.path());
+        const SToolRun run = runTool(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(exitCode == 0 ? run.outLines().value(0) : run.err.value(0), line);
+        QVERIFY(!QFile::exists(QStringLiteral("settings.conf")));
     }
 
     void loginRefusesAndWritesNothing_data()
