@@ -825,7 +825,9 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SE
         // once, rather than with the failed look-up of each of its registers.
         const std::optional<bool> stored = deviceIsStored(entry.write.devEui);
         if (!stored) {
-            const EWriteOutcome outcome = writeFailure(sqlite3_extended_errcode(connectionHandle()), QString());
+            sqlite3 *handle = connectionHandle();
+            const EWriteOutcome outcome = writeFailure(handle ? sqlite3_extended_errcode(handle) : SQLITE_ERROR,
+                                                       QString());
             rollback();
             return outcome;
         }

@@ -58,6 +58,8 @@ public:
     // Opt-in: how many seconds a ModBus device's data may age before its
     // reads answer exception 0B; 0, the default, never. Kept in the settings.
     static quint32 maxDataAge(const QString &devEui);
+    // A week: longer than any reporting interval a LoRaWAN device is given.
+    static constexpr quint32 kMaxDataAgeSeconds = 7 * 24 * 3600;
     void setMaxDataAge(const QString &devEui, quint32 seconds);
 
 signals:

@@ -12,6 +12,8 @@
 namespace {
 
 constexpr int kDigitsPerRegister = 4;
+constexpr int kBitsPerDigit = 4;
+constexpr int kDigitsOf64Bits = 16;
 constexpr int kMillisecondsPerSecond = 1000;
 
 // A negative value keeps its minus sign, as QString::arg writes it.
@@ -28,8 +30,8 @@ QString signedText(qint64 value, int width, bool twosComplement)
     if (!twosComplement || value >= 0)
         return hexText(value, width);
     quint64 bits = quint64(value);
-    if (width < kDigitsPerRegister * 4)
-        bits &= (quint64(1) << (width * 4)) - 1;
+    if (width < kDigitsOf64Bits)
+        bits &= (quint64(1) << (width * kBitsPerDigit)) - 1;
     return hexText(bits, width);
 }
 

@@ -15,8 +15,7 @@ namespace {
 // The fields in the order of the full column lists of the import format.
 enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, FieldMaxAge };
 enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUnit, RegDecimals };
-// A week: longer than any reporting interval a LoRaWAN device is given.
-constexpr quint32 kMaxDataAgeSeconds = 7 * 24 * 3600;
+
 
 const QString &kModBusKind = ImportFormat::modbusKind;
 const QString &kTcpKind = ImportFormat::tcpKind;
@@ -129,7 +128,7 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
             const QString text = record.fields.at(FieldMaxAge).trimmed();
             planned.maxAge = text.isEmpty() ? std::optional<quint32>(0)
                                             : number(file, record.line, ImportFormat::maxAge, text, 0,
-                                                     kMaxDataAgeSeconds);
+                                                     CAllDeviceHandler::kMaxDataAgeSeconds);
             if (!planned.maxAge)
                 continue;
         }

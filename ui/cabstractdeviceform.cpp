@@ -30,8 +30,6 @@ constexpr int kTcpColumns = 5;
 constexpr int kTypesPerRow = 5;
 constexpr int kMargin = 5;
 constexpr int kEditWidth = 50;
-// A week: longer than any reporting interval a LoRaWAN device is given.
-constexpr int kMaxDataAgeSeconds = 7 * 24 * 3600;
 constexpr int kEditHeight = 25;
 constexpr int kMarkSize = 25;
 constexpr int kListStretch = 50;
@@ -153,7 +151,7 @@ QWidget *CAbstractDeviceForm::buildConnectionGroup()
     layout->addWidget(m_maxAgeLabel, 1);
     m_maxAgeEdit->setObjectName(QStringLiteral("maxAgeEdit"));
     m_maxAgeEdit->setFixedWidth(kEditWidth);
-    m_maxAgeEdit->setValidator(new QIntValidator(0, kMaxDataAgeSeconds, m_maxAgeEdit));
+    m_maxAgeEdit->setValidator(new QIntValidator(0, int(CAllDeviceHandler::kMaxDataAgeSeconds), m_maxAgeEdit));
     m_maxAgeEdit->setToolTip(tr("When the device has stored no uplink for longer, ModBus reads of its registers "
                                 "answer exception 0B. Empty or 0: never."));
     layout->addWidget(m_maxAgeEdit);

@@ -11,6 +11,7 @@
 
 namespace {
 constexpr int kDecimals = 6;
+constexpr int kDecimalsEditWidth = 24;
 const QSizePolicy kLabelPolicy(QSizePolicy::Expanding, QSizePolicy::MinimumExpanding);
 
 // Labels and edits stay legible on the editor's white background whatever
@@ -32,7 +33,7 @@ QVBoxLayout *column()
     return layout;
 }
 
-void addField(QVBoxLayout *column, const QString &labelText, QLineEdit *edit, QWidget *parent)
+QHBoxLayout *addField(QVBoxLayout *column, const QString &labelText, QLineEdit *edit, QWidget *parent)
 {
     auto *label = new QLabel(labelText, parent);
     setBlackText(label);
@@ -44,6 +45,7 @@ void addField(QVBoxLayout *column, const QString &labelText, QLineEdit *edit, QW
     row->addWidget(edit);
     row->addStretch(2);
     column->addLayout(row);
+    return row;
 }
 
 QString decimalText(double value)
@@ -73,7 +75,7 @@ CSimpleRegisterEditWidget::CSimpleRegisterEditWidget(QWidget *parent)
     QVBoxLayout *fields = column();
     addField(fields, QStringLiteral("ExtraValue: "), m_extraValueEdit, this);
     addField(fields, QStringLiteral("Multiplier: "), m_multiplierEdit, this);
-    addField(fields, QStringLiteral("Units: "), m_unitsEdit, this);
+    QHBoxLayout *unitsRow = addField(fields, QStringLiteral("Units: "), m_unitsEdit, this);
 
     m_nameLabel->setStyleSheet(QStringLiteral("QLabel { color: #0c3342; font-weight: bold;}"));
     m_nameLabel->setWordWrap(true);
@@ -89,10 +91,17 @@ CSimpleRegisterEditWidget::CSimpleRegisterEditWidget(QWidget *parent)
     m_decimalsEdit->setValidator(new QIntValidator(0, CRegisterDecimals::kMaxDecimals, m_decimalsEdit));
     m_decimalsEdit->setToolTip(tr("Decimals the stored value keeps: it is stored times 10 to this power"));
 
+    // The row has no height to spare: the decimals share the units' line.
+    auto *decimalsLabel = new QLabel(tr("Decimals: "), this);
+    setBlackText(decimalsLabel);
+    setBlackText(m_decimalsEdit);
+    m_decimalsEdit->setFixedWidth(kDecimalsEditWidth);
+    unitsRow->insertWidget(unitsRow->count() - 1, decimalsLabel);
+    unitsRow->insertWidget(unitsRow->count() - 1, m_decimalsEdit);
+
     QVBoxLayout *description = column();
     description->addWidget(m_nameLabel, 0, Qt::AlignHCenter | Qt::AlignTop);
     description->addWidget(formula, 0, Qt::AlignHCenter | Qt::AlignVCenter);
-    addField(description, tr("Decimals: "), m_decimalsEdit, this);
 
     auto *columns = new QHBoxLayout;
     columns->setContentsMargins(0, 0, 0, 0);

@@ -4,6 +4,7 @@
 #include "testnet.h"
 #include "testworkdir.h"
 #include "ui/mainwindow.h"
+#include "ui/registercolumn.h"
 #include "ui/theme.h"
 
 #include <QAbstractButton>
@@ -35,13 +36,33 @@ void save(QWidget *widget, const QString &path)
 }
 
 // Runs the form's modal loop until the picture is taken.
-void shootForm(QDialog *form, const std::function<void()> &open, const QString &path)
+// `prepare`, if given, runs on the shown form just before the picture.
+void shootForm(QDialog *form, const std::function<void()> &open, const QString &path,
+               const std::function<void()> &prepare = {})
 {
-    QTimer::singleShot(1500, form, [form, path] {
+    QTimer::singleShot(1500, form, [form, path, prepare] {
+        if (prepare) {
+            prepare();
+            QCoreApplication::processEvents();
+        }
         save(form, path);
         form->reject();
     });
     open();
+}
+
+// The register editor open on the first register the device itself reports.
+void openRegisterEditor(QDialog *form)
+{
+    auto *list = form->findChild<QListView *>(QStringLiteral("registerList"));
+    const QAbstractItemModel *registers = list->model();
+    for (int row = 0; row < registers->rowCount(); ++row) {
+        if (registers->index(row, RegisterColumn::Source).data().toInt() != 0) {
+            list->scrollTo(registers->index(row, 0), QAbstractItemView::PositionAtTop);
+            list->edit(registers->index(row, 0));
+            return;
+        }
+    }
 }
 
 } // namespace
@@ -107,5 +128,8 @@ int main(int argc, char *argv[])
               outDir + QStringLiteral("/add-tcp.png"));
     shootForm(CEditDeviceForm::getInstance(), [&window] { QMetaObject::invokeMethod(&window, "editItemSlot"); },
               outDir + QStringLiteral("/edit-modbus.png"));
+    shootForm(CEditDeviceForm::getInstance(), [&window] { QMetaObject::invokeMethod(&window, "editItemSlot"); },
+              outDir + QStringLiteral("/edit-register.png"),
+              [] { openRegisterEditor(CEditDeviceForm::getInstance()); });
     return 0;
 }
