@@ -15,6 +15,7 @@ constexpr int kStopSignals[] = {SIGTERM, SIGINT};
 
 // [0] is written by the handler, [1] read by the notifier.
 int signalPair[2] = {-1, -1};
+volatile sig_atomic_t lastSignal = 0;
 
 void install(void (*handler)(int))
 {
@@ -70,9 +71,15 @@ QString CStopSignals::name(int signalNumber)
 void CStopSignals::handle(int signalNumber)
 {
     const int savedErrno = errno;
+    lastSignal = signalNumber;
     const unsigned char number = static_cast<unsigned char>(signalNumber);
     [[maybe_unused]] const ssize_t written = ::write(signalPair[0], &number, 1);
     errno = savedErrno;
+}
+
+int CStopSignals::received()
+{
+    return lastSignal;
 }
 
 void CStopSignals::readSignals()

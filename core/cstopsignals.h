@@ -19,6 +19,9 @@ public:
 
     // "SIGTERM", "SIGINT", else the number.
     static QString name(int signalNumber);
+    // The stop signal received last, 0 for none: for a wait that runs before
+    // the event loop does, and so never sees stopRequested.
+    static int received();
 
 signals:
     void stopRequested(int signalNumber);

@@ -24,6 +24,11 @@
 
 namespace {
 constexpr int kStoreAtEndMs = 5000;
+
+void logStop(int signalNumber)
+{
+    CLogFile::addLog(QStringLiteral("INFO: [main] Stopping on signal %1.").arg(CStopSignals::name(signalNumber)));
+}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -57,12 +62,20 @@ int main(int argc, char *argv[])
     // ahead of the quit, so it reaches the file first.
     CStopSignals stopSignals;
     QObject::connect(&stopSignals, &CStopSignals::stopRequested, &app, [&app](int signalNumber) {
-        CLogFile::addLog(QStringLiteral("INFO: [main] Stopping on signal %1.").arg(CStopSignals::name(signalNumber)));
+        logStop(signalNumber);
         QMetaObject::invokeMethod(&app, &QCoreApplication::quit, Qt::QueuedConnection);
     });
     CServerHandler::getInstance();
 
     CDataBaseHandler *dataBaseHandler = CDataBaseHandler::getInstance();
+    if (!dataBaseHandler && CStopSignals::received() != 0) {
+        // Stopped while another program held the file: a stop, not a failure,
+        // said once here rather than again by the notifier.
+        stopSignals.blockSignals(true);
+        logStop(CStopSignals::received());
+        QCoreApplication::processEvents();
+        return EXIT_SUCCESS;
+    }
     if (!dataBaseHandler) {
         // Without its store the bridge has nothing to serve: stop rather than
         // run half-built, once the queued log line has reached the file.

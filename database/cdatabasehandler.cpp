@@ -2,6 +2,7 @@
 
 #include "core/clogfile.h"
 #include "core/constants.h"
+#include "core/cstopsignals.h"
 #include "database/registerwords.h"
 
 #include <QDateTime>
@@ -284,6 +285,11 @@ bool CDataBaseHandler::waitForFile()
         }
         if (m_startWaitMs >= 0 && waited.elapsed() >= m_startWaitMs) {
             failStart(openFailure(cause));
+            return false;
+        }
+        // The service manager's stop comes before the event loop could see it.
+        if (CStopSignals::received() != 0) {
+            databaseStartFailed = true;
             return false;
         }
         QThread::msleep(kStartRetryMs);

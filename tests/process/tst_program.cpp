@@ -30,13 +30,15 @@ int readRegister(quint16 port)
     return (quint8(answer.at(9)) << 8) | quint8(answer.at(10));
 }
 
-void start(QProcess &program, const QString &folder)
+// Its debug output is read when `readErrors`, else dropped.
+void start(QProcess &program, const QString &folder, bool readErrors = false)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     program.setProcessEnvironment(environment);
     program.setWorkingDirectory(folder);
-    program.setStandardErrorFile(QProcess::nullDevice());
+    if (!readErrors)
+        program.setStandardErrorFile(QProcess::nullDevice());
     // As a service manager starts it: a low soft limit of descriptors under a higher hard one.
     program.setChildProcessModifier([] {
         rlimit limit = {};
@@ -141,6 +143,35 @@ private slots:
         while (stored.next())
             values.append(stored.value(0).toString());
         QCOMPARE(values, QStringList({"0105", "0202"}));
+    }
+
+    // Before the event loop runs, the start may wait for a file that another
+    // program holds: a stop then still ends it, as a stop.
+    void stopsWhileTheFileIsHeldAtStart()
+    {
+        QTemporaryDir folder;
+        {
+            QSqlDatabase holder = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("holder"));
+            holder.setDatabaseName(QDir(folder.path()).filePath(FileName::database));
+            QVERIFY(holder.open());
+            QVERIFY(QSqlQuery(holder).exec(QStringLiteral("BEGIN EXCLUSIVE;")));
+            QProcess program;
+            start(program, folder.path(), true);
+            // The log file gets its lines once the event loop runs; the debug output at once.
+            QByteArray errors;
+            QTRY_VERIFY_WITH_TIMEOUT((errors += program.readAllStandardError()).contains("held by another program"),
+                                     10000);
+
+            program.terminate();
+            QVERIFY(program.waitForFinished(10000));
+            QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(program.exitCode(), 0);
+            QFile log(QDir(folder.path()).filePath(QStringLiteral("history.log")));
+            QVERIFY(log.open(QIODevice::ReadOnly));
+            QCOMPARE(log.readAll().count("]INFO: [main] Stopping on signal SIGTERM."), 1);
+            QVERIFY(QSqlQuery(holder).exec(QStringLiteral("ROLLBACK;")));
+        }
+        QSqlDatabase::removeDatabase(QStringLiteral("holder"));
     }
 
     void stopsWhenStoreCannotOpen()
