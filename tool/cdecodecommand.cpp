@@ -151,6 +151,8 @@ int CDecodeCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     flushLines();
     if (!set)
         return ExitFindings;
+    if (scalingStore && scalingStore->paramFailed())
+        return fail(streams, scalingStore->errorText(), ExitFindings);
 
     CRegisterImage image(deviceTemplate.registerMap(), startAddr);
     image.write(*set);

@@ -97,7 +97,13 @@ DB::SRegisterParam CStoreReader::registerParam(const QString &devEui, quint32 re
     query.prepare(kParamSql);
     query.bindValue(QStringLiteral(":dev_eui"), devEui);
     query.bindValue(QStringLiteral(":reg_addr"), regAddr);
-    if (query.exec() && query.next()) {
+    if (!query.exec()) {
+        // Kept for the caller: a preview scaled by the defaults would mislead.
+        failQuery(QStringLiteral("cannot be read"), query);
+        m_paramFailed = true;
+        return param;
+    }
+    if (query.next()) {
         param.regAddr = regAddr;
         param.startValue = query.value(0).toDouble();
         param.gratingPeriod = query.value(1).toDouble();

@@ -88,6 +88,8 @@ public:
     // The scaling of one register as the program's decoder looks it up:
     // multiplier 1 and offset 0 when it has no row.
     DB::SRegisterParam registerParam(const QString &devEui, quint32 regAddr);
+    // Whether a look-up of registerParam could not read the file; errorText() says why.
+    bool paramFailed() const { return m_paramFailed; }
     std::optional<QList<SStoredRegister>> registers();
     std::optional<QList<SStoredTcpDevice>> tcpDevices();
     std::optional<QList<SStoredDevice>> devices();
@@ -103,4 +105,5 @@ private:
     QString m_connectionName;
     QString m_error;
     CRegisterDecimals m_decimals;
+    bool m_paramFailed = false;
 };

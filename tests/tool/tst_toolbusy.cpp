@@ -62,6 +62,8 @@ private slots:
         const QStringList exportDevices = {"export", "--wait", "0"};
         const QStringList remove = {"remove", "--wait", "0", "70B3D5000000C001"};
         const QStringList import = {"import", "--wait", "0.2", "next.csv"};
+        const QStringList decode = {"decode", "deviceFolder/ClimateSensor_TH20.json", "0100eb0202f63e0c", "--device",
+                                    "70B3D5000000C001", "--wait", "0"};
         // Readers read beside a writer's lock; the ones that write wait for it.
         QTest::newRow("remove, write lock") << remove << int(HoldWriteLock);
         QTest::newRow("import, write lock") << import << int(HoldWriteLock);
@@ -69,10 +71,12 @@ private slots:
         QTest::newRow("export, exclusive lock") << exportDevices << int(HoldExclusiveLock);
         QTest::newRow("remove, exclusive lock") << remove << int(HoldExclusiveLock);
         QTest::newRow("import, exclusive lock") << import << int(HoldExclusiveLock);
+        QTest::newRow("decode, exclusive lock") << decode << int(HoldExclusiveLock);
         QTest::newRow("map, hot journal") << map << int(HoldHotJournal);
         QTest::newRow("export, hot journal") << exportDevices << int(HoldHotJournal);
         QTest::newRow("remove, hot journal") << remove << int(HoldHotJournal);
         QTest::newRow("import, hot journal") << import << int(HoldHotJournal);
+        QTest::newRow("decode, hot journal") << decode << int(HoldHotJournal);
     }
 
     // Busy, never "not a register file"; the file stays as the holder has it.
