@@ -295,6 +295,19 @@ inline const QString regMapBias = QStringLiteral("reg_map_bias");
 inline const QString serverData = QStringLiteral("server_data");
 inline const QString signedWords = QStringLiteral("signed_words");
 inline const QString twosComplement = QStringLiteral("twos_complement");
+// Opt-in: how a ModBus write of holding registers becomes a downlink.
+inline const QString downlinks = QStringLiteral("downlinks");
+inline const QString name = QStringLiteral("name");
+inline const QString loraPort = QStringLiteral("port");
+inline const QString confirmed = QStringLiteral("confirmed");
+inline const QString minInterval = QStringLiteral("min_interval");
+inline const QString deadline = QStringLiteral("deadline");
+inline const QString statusReg = QStringLiteral("status_reg");
+inline const QString statusTimeReg = QStringLiteral("status_time_reg");
+inline const QString multiplier = QStringLiteral("multiplier");
+inline const QString offset = QStringLiteral("offset");
+inline const QString min = QStringLiteral("min");
+inline const QString max = QStringLiteral("max");
 } // namespace TemplateKey
 
 // Uplink packet kinds. The order is significant: elements 0 and 2 are the
@@ -416,6 +429,9 @@ inline const QString strictAddresses = QLatin1String("modbus/strict_addresses");
 // Opt-in, one key a ModBus device (max_age/DEVEUI): the seconds its data may
 // age before its reads answer exception 0B.
 inline const QString maxAgeGroup = QLatin1String("max_age");
+// Opt-in, one key a port (writable_ports/PORT=true): ModBus writes on the port
+// become downlinks where a device's template has a "downlinks" section.
+inline const QString writablePortsGroup = QLatin1String("writable_ports");
 } // namespace SettingsKey
 
 // The status registers: the health of the running bridge, from memory, on a
@@ -445,6 +461,10 @@ enum EField {
     UplinksDelayed = 18,
     UplinksDropped = 20,
     UnknownDeviceUplinks = 22,
+    WritesReceived = 24,
+    DownlinksSent = 26,
+    DownlinksRefused = 28,
+    DownlinksExpired = 30,
 };
 
 struct SField
@@ -470,7 +490,12 @@ inline const QList<SField> kFields = {
     {UplinksDelayed, 2, QStringLiteral("uplinks that waited for the register file")},
     {UplinksDropped, 2, QStringLiteral("uplinks dropped while the register file was busy")},
     {UnknownDeviceUplinks, 2, QStringLiteral("uplinks of unknown devices")},
+    {WritesReceived, 2, QStringLiteral("ModBus writes received")},
+    {DownlinksSent, 2, QStringLiteral("downlinks sent for writes")},
+    {DownlinksRefused, 2, QStringLiteral("downlinks refused by the server")},
+    {DownlinksExpired, 2, QStringLiteral("downlinks expired unsent")},
 };
+inline constexpr quint16 fixedBlockEnd = DownlinksExpired + 2;
 } // namespace StatusBlock
 
 // Version title shown in the main window. The release-candidate suffix is

@@ -9,7 +9,6 @@
 
 namespace {
 constexpr qint64 kMsPerSecond = 1000;
-constexpr quint16 kFixedBlockEnd = StatusBlock::UnknownDeviceUplinks + 2;
 
 quint16 highWord(quint32 value)
 {
@@ -66,6 +65,26 @@ void CStatusBoard::unknownDeviceUplink()
 void CStatusBoard::requestAnswered()
 {
     ++m_requestsAnswered;
+}
+
+void CStatusBoard::writeReceived()
+{
+    ++m_writesReceived;
+}
+
+void CStatusBoard::downlinkSent()
+{
+    ++m_downlinksSent;
+}
+
+void CStatusBoard::downlinkRefused()
+{
+    ++m_downlinksRefused;
+}
+
+void CStatusBoard::downlinkExpired()
+{
+    ++m_downlinksExpired;
 }
 
 void CStatusBoard::connectionLost()
@@ -133,7 +152,7 @@ QMap<quint16, quint16> CStatusBoard::read(quint16 startAddress, quint16 count) c
 
 quint16 CStatusBoard::wordAt(quint32 address, qint64 now) const
 {
-    if (address < kFixedBlockEnd) {
+    if (address < StatusBlock::fixedBlockEnd) {
         for (const StatusBlock::SField &field : StatusBlock::kFields) {
             if (address < field.address || address >= quint32(field.address + field.width))
                 continue;
@@ -187,6 +206,14 @@ quint32 CStatusBoard::fieldValue(int field, qint64 now) const
         return m_uplinksDropped;
     case StatusBlock::UnknownDeviceUplinks:
         return m_unknownDeviceUplinks;
+    case StatusBlock::WritesReceived:
+        return m_writesReceived;
+    case StatusBlock::DownlinksSent:
+        return m_downlinksSent;
+    case StatusBlock::DownlinksRefused:
+        return m_downlinksRefused;
+    case StatusBlock::DownlinksExpired:
+        return m_downlinksExpired;
     default:
         return 0;
     }

@@ -31,6 +31,11 @@ public:
     void unknownDeviceUplink();
     void requestAnswered();
     void connectionLost();
+    // ModBus writes and the downlinks made of them.
+    void writeReceived();
+    void downlinkSent();
+    void downlinkRefused();
+    void downlinkExpired();
     void setPublishedDevices(int modbusDevices, int tcpDevices);
     void changeListenersNotOpen(int delta);
 
@@ -72,6 +77,10 @@ private:
     quint32 m_unknownDeviceUplinks = 0;
     quint32 m_requestsAnswered = 0;
     quint32 m_connectionsLost = 0;
+    quint32 m_writesReceived = 0;
+    quint32 m_downlinksSent = 0;
+    quint32 m_downlinksRefused = 0;
+    quint32 m_downlinksExpired = 0;
     int m_modbusDevices = 0;
     int m_tcpDevices = 0;
     int m_listenersNotOpen = 0;

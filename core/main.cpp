@@ -5,6 +5,7 @@
 #include "core/cstopsignals.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
+#include "devices/cdownlinkqueue.h"
 #include "server/apitypes.h"
 #include "server/cserverhandler.h"
 #include "ui/caddnewdeviceform.h"
@@ -92,6 +93,7 @@ int main(int argc, char *argv[])
     CAllDeviceHandler *allDeviceHandler = CAllDeviceHandler::getInstance();
     QObject::connect(CServerHandler::getInstance(), &CServerHandler::newPacketReceived, allDeviceHandler,
                      &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
+    allDeviceHandler->downlinkQueue()->attach(CServerHandler::getInstance());
 
     CAddNewDeviceForm *addNewDeviceForm = CAddNewDeviceForm::getInstance();
     QObject::connect(CServerHandler::getInstance(), &CServerHandler::getDevicesListResp, addNewDeviceForm,

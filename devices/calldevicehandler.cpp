@@ -7,6 +7,7 @@
 #include "core/tcpport.h"
 #include "database/cdatabasehandler.h"
 #include "database/registerwords.h"
+#include "devices/cdownlinkqueue.h"
 #include "devices/cuplinkdecoder.h"
 #include "tcp/cdevicehandler.h"
 
@@ -66,6 +67,11 @@ QString maxAgeKey(const QString &devEui)
     return SettingsKey::maxAgeGroup + QLatin1Char('/') + devEui.toUpper();
 }
 
+QString writablePortKey(quint16 port)
+{
+    return SettingsKey::writablePortsGroup + QLatin1Char('/') + QString::number(port);
+}
+
 } // namespace
 
 CAllDeviceHandler *CAllDeviceHandler::m_instance = nullptr;
@@ -78,6 +84,7 @@ CAllDeviceHandler *CAllDeviceHandler::getInstance()
 }
 
 CAllDeviceHandler::CAllDeviceHandler()
+    : m_downlinks(new CDownlinkQueue(this))
 {
     init();
 }
@@ -167,7 +174,7 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
     m_statusHandler->setRegisterSource({[](quint16, quint16 startAddress, quint16 count) {
                                             return CStatusBoard::getInstance()->read(startAddress, count);
                                         },
-                                        false, {}});
+                                        false, {}, {}});
     // A port taken by another program has said so already.
     if (m_statusHandler->isListening())
         CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].").arg(*port));
@@ -225,6 +232,50 @@ void CAllDeviceHandler::watchDataAge(const DB::SDeviceRegMapDescription &device,
     m_ageWatch.watch(device.devEui, quint16(device.port), first, last, seconds);
 }
 
+bool CAllDeviceHandler::portTakesWrites(quint16 port)
+{
+    return CSettings::readValue(writablePortKey(port), false).toBool();
+}
+
+// The register store, with the data age watch and, on a port that takes
+// writes, the downlinks' writes and status registers.
+CModbusFraming::SRegisterSource CAllDeviceHandler::deviceSource(quint16 port)
+{
+    CModbusFraming::SRegisterSource source = CModbusFraming::storeSource();
+    source.targetFailed = [this](quint16 readPort, quint16 startAddress, quint16 count) {
+        QMutexLocker locker(&m_mutex);
+        return m_ageWatch.anyStale(readPort, startAddress, count);
+    };
+    if (!portTakesWrites(port))
+        return source;
+    source.read = [this, read = source.read](quint16 readPort, quint16 startAddress, quint16 count) {
+        std::optional<QMap<quint16, quint16>> words = read(readPort, startAddress, count);
+        if (words)
+            m_downlinks->overlay(readPort, startAddress, count, *words);
+        return words;
+    };
+    source.write = [this](quint16 writePort, quint16 startAddress, const QList<quint16> &words) {
+        return m_downlinks->write(writePort, startAddress, words);
+    };
+    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Port [%1] takes ModBus writes for the downlinks of "
+                                    "its devices.")
+                             .arg(port));
+    return source;
+}
+
+void CAllDeviceHandler::watchWrites(const DB::SDeviceRegMapDescription &device)
+{
+    const quint16 port = quint16(device.port);
+    const SDeviceTemplate deviceTemplate = m_templateFolder.templates().value(device.appEui);
+    if (!portTakesWrites(port) || deviceTemplate.downlinks.isEmpty())
+        return;
+    m_downlinks->watch(device.devEui, port, device.startAddr, deviceTemplate);
+    CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler] Device DevEUI[%1] takes writes for %2 downlink(s) on "
+                                    "port [%3].")
+                             .arg(device.devEui, QString::number(deviceTemplate.downlinks.size()),
+                                  QString::number(port)));
+}
+
 void CAllDeviceHandler::reportPublished() const
 {
     CStatusBoard::getInstance()->setPublishedDevices(int(m_modbusDevices.size()), int(m_tcpDevices.size()));
@@ -239,14 +290,8 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
         CLogFile::addLog(QStringLiteral("INFO: [CAllDeviceHandler::addNewDevice] port [%1] is already open").arg(port));
     } else {
         auto *handler = new CDeviceHandler(port, Protocol, _devInfo.devEui, this);
-        if (Protocol == ProtocolOption::ModBus) {
-            CModbusFraming::SRegisterSource source = CModbusFraming::storeSource();
-            source.targetFailed = [this](quint16 readPort, quint16 startAddress, quint16 count) {
-                QMutexLocker locker(&m_mutex);
-                return m_ageWatch.anyStale(readPort, startAddress, count);
-            };
-            handler->setRegisterSource(source);
-        }
+        if (Protocol == ProtocolOption::ModBus)
+            handler->setRegisterSource(deviceSource(port));
         handlers.insert(port, handler);
     }
     handlers.value(port)->appendDevice(_devInfo.devEui);
@@ -257,6 +302,7 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
         m_modbusDevices.insert(_devInfo.devEui, _devInfo);
         CStatusBoard::getInstance()->deviceAdded(_devInfo.devEui);
         watchDataAge(_devInfo, maxDataAge(_devInfo.devEui));
+        watchWrites(_devInfo);
     }
     reportPublished();
     CLogFile::addLog(QStringLiteral("[CAllDeviceHandler::addNewDevice] New device: DevEUI[%1], port[%2]")
@@ -285,6 +331,7 @@ void CAllDeviceHandler::removeDevice(QString _devEui, quint16 _port)
     if (modbus) {
         m_modbusDevices.remove(_devEui);
         m_ageWatch.forget(_devEui);
+        m_downlinks->forget(_devEui);
         CStatusBoard::getInstance()->deviceRemoved(_devEui);
     } else {
         m_tcpDevices.remove(_devEui);

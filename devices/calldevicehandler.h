@@ -4,6 +4,7 @@
 #include "devices/cdataagewatch.h"
 #include "devices/ctemplatefolder.h"
 #include "server/apitypes.h"
+#include "tcp/cmodbusframing.h"
 
 #include <QColor>
 #include <QList>
@@ -17,6 +18,7 @@
 #include <optional>
 
 class CDeviceHandler;
+class CDownlinkQueue;
 
 // What the forms and delegates show of a template.
 struct STemplateInfo
@@ -62,6 +64,11 @@ public:
     static constexpr quint32 kMaxDataAgeSeconds = 7 * 24 * 3600;
     void setMaxDataAge(const QString &devEui, quint32 seconds);
 
+    // Opt-in, per port and kept in the settings: ModBus writes on the port
+    // become downlinks where a device's template has a "downlinks" section.
+    static bool portTakesWrites(quint16 port);
+    CDownlinkQueue *downlinkQueue() const { return m_downlinks; }
+
 signals:
     void newDataForDevice(QString _devEui);
 
@@ -83,6 +90,8 @@ private:
     void uplinkWritten(const QString &devEui, bool stored);
     void reportUnknownDevice(const QString &devEui);
     void watchDataAge(const DB::SDeviceRegMapDescription &device, quint32 seconds);
+    CModbusFraming::SRegisterSource deviceSource(quint16 port);
+    void watchWrites(const DB::SDeviceRegMapDescription &device);
 
     CTemplateFolder m_templateFolder;
     QMap<quint16, CDeviceHandler *> m_modbusHandlers;
@@ -92,6 +101,7 @@ private:
     QSet<QString> m_unknownDevices;     // named in the log already
     CDeviceHandler *m_statusHandler = nullptr;
     CDataAgeWatch m_ageWatch;
+    CDownlinkQueue *m_downlinks = nullptr;
     bool m_storedTimesKnown = false;    // the status board has the store's times
     mutable QMutex m_mutex;
 

@@ -1,10 +1,14 @@
 #include "devicetemplate.h"
 
-#include "devices/cdevicelog.h"
 #include "core/constants.h"
+#include "database/registerwords.h"
+#include "devices/cdevicelog.h"
+#include "devices/templatejson.h"
 
-#include <QDebug>
 #include <QJsonArray>
+#include <QSet>
+
+#include <algorithm>
 
 namespace {
 
@@ -31,43 +35,8 @@ constexpr qint32 kMaxRegisterBits = 64;
 constexpr quint32 kServerDataSource = 0;
 constexpr quint32 kPacketFieldSource = 1;
 
-void report(const QString &message)
-{
-    qDebug().noquote() << message;
-}
-
-bool containsAll(const QJsonObject &object, const QStringList &keys)
-{
-    for (const QString &key : keys) {
-        if (!object.contains(key))
-            return false;
-    }
-    return true;
-}
-
-bool anyNull(const QJsonObject &object, const QStringList &keys)
-{
-    for (const QString &key : keys) {
-        if (object.value(key).isNull())
-            return true;
-    }
-    return false;
-}
-
-// The presence and null checks that every record makes, in this order;
-// reports the first fault under the record's tag.
-bool hasRequiredKeys(const QJsonObject &object, const QStringList &keys, const QString &tag)
-{
-    if (!containsAll(object, keys)) {
-        report(QStringLiteral("[%1] Invalid input JSON").arg(tag));
-        return false;
-    }
-    if (anyNull(object, keys)) {
-        report(QStringLiteral("[%1] One or several values of input JSON is NULL").arg(tag));
-        return false;
-    }
-    return true;
-}
+using TemplateJson::hasRequiredKeys;
+using TemplateJson::report;
 
 DB::SDeviceRegDescription registerOf(const QString &name, quint32 source, qint32 regMapBias,
                                      qint32 regBitSize, const QString &dataType)
@@ -213,6 +182,57 @@ SDeviceTemplate::SDeviceTemplate(const QJsonObject &object)
     }
     if (object.contains(TemplateKey::color))
         color = colorFromName(object.value(TemplateKey::color).toString());
+    readDownlinks(object);
+}
+
+// Every register an entry takes is its own: a write goes to one entry, and a
+// status register must not hide a register the uplinks fill.
+void SDeviceTemplate::readDownlinks(const QJsonObject &object)
+{
+    if (!object.contains(TemplateKey::downlinks))
+        return;
+    const QJsonValue section = object.value(TemplateKey::downlinks);
+    if (!section.isArray()) {
+        report(QStringLiteral("[SDeviceTemplate] Invalid downlinks value, must be an array of entries"));
+        ++refusedDownlinks;
+        return;
+    }
+    QSet<qint32> uplinkRegisters;
+    for (const DB::SDeviceRegDescription &reg : registerMap().regs) {
+        for (int word = 0; word < RegisterWords::wordCount(reg.bitSize); ++word)
+            uplinkRegisters.insert(qint32(reg.regAddr) + word);
+    }
+    QSet<qint32> taken;
+    for (const QJsonValue &value : section.toArray()) {
+        const SDownlink entry(value.toObject());
+        const QList<qint32> status{entry.statusReg, entry.statusTimeReg, entry.statusTimeReg + 1};
+        const auto hidden = std::find_if(status.cbegin(), status.cend(),
+                                         [&uplinkRegisters](qint32 reg) { return uplinkRegisters.contains(reg); });
+        QList<qint32> registers = status;
+        for (const SDownlinkField &field : entry.fields) {
+            for (int word = 0; word < field.registerCount(); ++word)
+                registers.append(field.regMapBias + word);
+        }
+        const auto shared = std::find_if(registers.cbegin(), registers.cend(),
+                                         [&taken](qint32 reg) { return taken.contains(reg); });
+        if (entry.isValid && hidden != status.cend()) {
+            report(QStringLiteral("[SDeviceTemplate] Downlink \"%1\" refused: its status register %2 is an uplink "
+                                  "register")
+                           .arg(entry.name)
+                           .arg(*hidden));
+        } else if (entry.isValid && shared != registers.cend()) {
+            report(QStringLiteral("[SDeviceTemplate] Downlink \"%1\" refused: register %2 belongs to another "
+                                  "downlink")
+                           .arg(entry.name)
+                           .arg(*shared));
+        } else if (entry.isValid) {
+            downlinks.append(entry);
+            for (qint32 reg : registers)
+                taken.insert(reg);
+            continue;
+        }
+        ++refusedDownlinks;
+    }
 }
 
 DB::SDeviceRegMapDescription SDeviceTemplate::registerMap() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/dbtypes.h"
+#include "devices/downlinktemplate.h"
 
 #include <QColor>
 #include <QJsonObject>
@@ -92,4 +93,11 @@ struct SDeviceTemplate
     // Keyed by packet_type as unsigned: -56 in the file is 0xFFFFFFC8, the
     // pattern of a payload byte 0xC8 widened with its sign.
     QMap<quint32, SDevicePacket> devicePackets;
+    // Opt-in: ModBus writes that become downlinks. An entry that is refused
+    // is left out, with its reason, and counted.
+    QList<SDownlink> downlinks;
+    int refusedDownlinks = 0;
+
+private:
+    void readDownlinks(const QJsonObject &object);
 };

@@ -52,6 +52,15 @@ struct SServerDeviceInfo
     QString devName;
 };
 
+// One downlink made of a ModBus write, as it goes into a send_data_req.
+struct SDownlinkFrame
+{
+    QString devEui;
+    quint8 port = 0;        // LoRaWAN port
+    bool confirmed = false;
+    QByteArray payload;
+};
+
 } // namespace API
 
 Q_DECLARE_METATYPE(COMM::EServerStatus)

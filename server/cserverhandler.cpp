@@ -17,7 +17,16 @@
 namespace {
 constexpr int kLastPacketsLimit = 10;
 constexpr int kDownlinkPort = 2;
+
+QJsonObject downlinkRequest(const QString &devEui, bool ack, int port, const QByteArray &hexData)
+{
+    const QJsonObject downlink{{JsonKey::devEui, devEui},
+                               {JsonKey::ack, ack},
+                               {JsonKey::port, port},
+                               {JsonKey::data, QString::fromLatin1(hexData)}};
+    return {{JsonKey::cmd, Command::sendDataReq}, {JsonKey::dataList, QJsonArray{downlink}}};
 }
+} // namespace
 
 CServerHandler *CServerHandler::getInstance()
 {
@@ -258,7 +267,22 @@ void CServerHandler::handleVerifiedMessage(const QJsonObject &message)
         }
     } else if (cmd == Command::getDataResp) {
         handleLastPackets(message);
+    } else if (cmd == Command::sendDataResp && m_currentTaskType == TaskSendDownlink) {
+        handleDownlinkAnswer(message);
     }
+}
+
+// With one request in flight, the answer that comes is this downlink's.
+void CServerHandler::handleDownlinkAnswer(const QJsonObject &message)
+{
+    const bool accepted = message.value(JsonKey::status).toBool();
+    QString reason = message.value(JsonKey::errString).toString();
+    if (!accepted && reason.isEmpty())
+        reason = message.contains(JsonKey::status) ? QStringLiteral("no reason given")
+                                                   : QStringLiteral("an answer without status");
+    m_currentTaskType = TaskGetData;
+    waitingServerResponseTimeoutSlot();
+    emit downlinkStep(accepted ? DownlinkAccepted : DownlinkRefused, reason);
 }
 
 void CServerHandler::handleDevicesList(const QJsonObject &message)
@@ -344,12 +368,36 @@ void CServerHandler::getDeviceLastPackets(QString devEui)
 
 void CServerHandler::sendDeviceData(const QString &devEui, const QByteArray &data)
 {
-    const QJsonObject downlink{{JsonKey::devEui, devEui},
-                               {JsonKey::ack, true},
-                               {JsonKey::port, kDownlinkPort},
-                               {JsonKey::data, QString::fromLatin1(data)}};
-    enqueueTask(TaskSendData, {{JsonKey::cmd, Command::sendDataReq},
-                               {JsonKey::dataList, QJsonArray{downlink}}});
+    enqueueTask(TaskSendData, downlinkRequest(devEui, true, kDownlinkPort, data));
+}
+
+void CServerHandler::setDownlinkSource(DownlinkSource source)
+{
+    m_downlinkSource = std::move(source);
+}
+
+void CServerHandler::downlinkWaiting()
+{
+    if (std::exchange(m_downlinkTurnQueued, true))
+        return;
+    // The message is made only when the turn comes.
+    enqueueTask(TaskSendDownlink, QJsonObject());
+}
+
+bool CServerHandler::sendSourceDownlink()
+{
+    std::optional<API::SDownlinkFrame> frame;
+    if (m_state == StateVerified && m_downlinkSource)
+        frame = m_downlinkSource();
+    if (!frame)
+        return false;
+    const QJsonObject message = downlinkRequest(frame->devEui, frame->confirmed, frame->port, frame->payload.toHex());
+    const QString text = QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact));
+    qDebug().noquote() << "send:" << text;
+    m_socket.sendTextMessage(text);
+    m_responseWaitTimer->start(SessionTimer::downlinkAnswerTimeoutMs);
+    emit downlinkStep(DownlinkSent, QString());
+    return true;
 }
 
 void CServerHandler::enqueueTask(ETaskType type, const QJsonObject &message)
@@ -389,6 +437,18 @@ void CServerHandler::newTaskSlot()
     m_currentTaskType = task.type;
     m_queueMutex.unlock();
 
+    if (task.type == TaskSendDownlink) {
+        m_downlinkTurnQueued = false;
+        // Nothing to send now, or no session: the source gives the turn back
+        // and asks again when it has something to send.
+        if (!sendSourceDownlink()) {
+            m_currentTaskType = TaskGetData;
+            m_waitingMutex.unlock();
+            emit newTask();
+        }
+        return;
+    }
+
     // m_waitingMutex stays locked until waitingServerResponseTimeoutSlot.
     qDebug().noquote() << "send:" << task.text;
     m_socket.sendTextMessage(task.text);
@@ -402,10 +462,13 @@ void CServerHandler::waitingServerResponseTimeoutSlot()
     m_waitingMutex.tryLock();
     m_waitingMutex.unlock();
 
-    if (m_currentTaskType == TaskGetDevices)
+    const ETaskType ended = m_currentTaskType;
+    if (ended == TaskGetDevices)
         emit getDevicesListResp(false, QList<API::SServerDeviceInfo>());
     m_currentTaskType = TaskGetData;
     emit newTask();
+    if (ended == TaskSendDownlink)
+        emit downlinkStep(DownlinkUnanswered, QString());
 }
 
 void CServerHandler::sendJson(const QJsonObject &message)

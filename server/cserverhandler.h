@@ -8,6 +8,9 @@
 #include <QStringList>
 #include <QWebSocket>
 
+#include <functional>
+#include <optional>
+
 class CServerLinkWatch;
 class QTimer;
 class QUrl;
@@ -32,6 +35,24 @@ public:
     // Reports each failure of the link with its reason.
     const CServerLinkWatch *linkWatch() const;
 
+    // What became of a downlink that a ModBus write made.
+    enum EDownlinkStep {
+        DownlinkSent,
+        DownlinkAccepted,
+        DownlinkRefused,        // with the server's reason
+        DownlinkUnanswered,     // no answer in time: it may or may not go out
+    };
+    Q_ENUM(EDownlinkStep)
+
+    // Where the downlinks of ModBus writes wait. It is asked for the next one
+    // only when that one can go out on a logged-in session, so that a newer
+    // write still replaces one that has not been sent.
+    using DownlinkSource = std::function<std::optional<API::SDownlinkFrame>()>;
+    void setDownlinkSource(DownlinkSource source);
+    // Gives the source a turn in the queue, unless it has one already.
+    void downlinkWaiting();
+    bool isLoggedIn() const { return m_state == StateVerified; }
+
 signals:
     void newTask();
     void changeServerStatus(COMM::EServerStatus _status);
@@ -40,6 +61,8 @@ signals:
     void newPacketReceived(API::SApiDeviceData _devData);
     // Each change of the session that the operator's log tells, in its words.
     void sessionChanged(bool loggedIn, QString description);
+    // One step of the downlink that the source gave last.
+    void downlinkStep(CServerHandler::EDownlinkStep step, QString reason);
     // Declared for the interface; nothing emits it.
     void dataForDeviceReceived(QString _devEui, QList<API::SApiDeviceData> _packets);
 
@@ -66,6 +89,7 @@ private:
         TaskGetData = 0,
         TaskGetDevices = 1,
         TaskSendData = 2,
+        TaskSendDownlink = 3,   // a turn of the downlink source
     };
 
     // What the operator's log last said of the session; each change is said once.
@@ -89,6 +113,9 @@ private:
     void handleVerifiedMessage(const QJsonObject &message);
     void handleDevicesList(const QJsonObject &message);
     void handleLastPackets(const QJsonObject &message);
+    void handleDownlinkAnswer(const QJsonObject &message);
+    // Sends the source's next downlink; false when there is none to send now.
+    bool sendSourceDownlink();
     void closeSocket();
     bool openStoredOrigin(const QString &origin);
     void openSocket(const QUrl &url);
@@ -115,4 +142,6 @@ private:
     QTimer *m_handshakeTimer = nullptr;
     QTimer *m_reconnectTimer = nullptr;
     CServerLinkWatch *m_linkWatch = nullptr;
+    DownlinkSource m_downlinkSource;
+    bool m_downlinkTurnQueued = false;
 };

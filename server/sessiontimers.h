@@ -9,6 +9,9 @@ inline constexpr int reconnectIntervalMs = 60000;
 inline constexpr int responseTimeoutMs = 60000;
 // A downlink expects no reply: the next request goes after this pause.
 inline constexpr int sendDataPauseMs = 100;
+// A downlink made of a ModBus write waits this long for the server's answer,
+// which its status register reports.
+inline constexpr int downlinkAnswerTimeoutMs = 10000;
 
 // A link can die without a word. An open link that has been quiet this long
 // is pinged, and aborted when nothing has come back within the answer bound:

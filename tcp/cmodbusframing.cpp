@@ -14,9 +14,15 @@ constexpr int kMbapSize = 6;
 constexpr quint16 kMinimumLength = 6;   // unit id, function, address and count
 constexpr quint8 kReadHoldingRegisters = 3;
 constexpr quint8 kReadInputRegisters = 4;
+constexpr quint8 kWriteSingleRegister = 6;
+constexpr quint8 kWriteMultipleRegisters = 16;
+constexpr quint16 kMaxWriteCount = 123;     // what one frame of 260 bytes holds
+constexpr int kWriteHeadSize = 13;          // MBAP, unit, function, address, count, byte count
+constexpr quint16 kWriteEchoLength = 6;
 constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
 constexpr quint8 kIllegalDataAddress = 2;
+constexpr quint8 kIllegalDataValue = 3;
 constexpr quint8 kServerDeviceFailure = 4;
 constexpr quint8 kGatewayTargetFailed = 0x0B;
 constexpr quint16 kExceptionLength = 3;
@@ -85,7 +91,7 @@ CModbusFraming::SRegisterSource CModbusFraming::storeSource()
     return {[strict](quint16 port, quint16 startAddress, quint16 count) {
                 return readStore(port, startAddress, count, strict);
             },
-            true, {}};
+            true, {}, {}};
 }
 
 CModbusFraming::CModbusFraming(quint16 port, Sender sender, SRegisterSource source)
@@ -147,7 +153,7 @@ void CModbusFraming::answerFrames()
             logIncomplete(3);
             m_requestBuffer.remove(0, frameSize);
         } else {
-            const bool mayContinue = answerRequest(mbap, readHeader(m_requestBuffer));
+            const bool mayContinue = answerRequest(mbap, readHeader(m_requestBuffer), frameSize);
             m_requestBuffer.remove(0, frameSize);
             if (m_requestBuffer.isEmpty())
                 return;
@@ -163,36 +169,66 @@ void CModbusFraming::answerFrames()
     }
 }
 
-bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header)
+bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header, int frameSize)
 {
     QByteArray reply;
-    const bool isRead = header.functionCode == kReadHoldingRegisters || header.functionCode == kReadInputRegisters;
-    if (isRead && m_source.targetFailed
-        && m_source.targetFailed(m_port, header.startAddress, header.registerCount)) {
-        reply = exceptionAnswer(mbap, header, kGatewayTargetFailed);
-    } else if (isRead) {
-        const std::optional<QMap<quint16, quint16>> words =
-                m_source.read(m_port, header.startAddress, header.registerCount);
-        if (words && words->isEmpty() && header.registerCount > 0) {
-            reply = exceptionAnswer(mbap, header, kIllegalDataAddress);
-        } else if (words) {
-            reply = answer(mbap, header, *words);
-        } else {
-            reply = exceptionAnswer(mbap, header, kServerDeviceFailure);
-            CLogFile::addLog(QStringLiteral("ERROR: [CConnectionHandler] Registers from %1 of port %2 could not be "
-                                            "read from the register file: exception 04 answered.")
-                                     .arg(QString::number(header.startAddress), QString::number(m_port)),
-                             CLogFile::LogError);
-        }
-    } else {
+    const quint8 function = header.functionCode;
+    if (function == kReadHoldingRegisters || function == kReadInputRegisters)
+        reply = answerRead(mbap, header);
+    else if ((function == kWriteSingleRegister || function == kWriteMultipleRegisters) && m_source.write)
+        reply = answerWrite(mbap, header, frameSize);
+    else
         reply = exceptionAnswer(mbap, header, kIllegalFunction);
-    }
     const bool mayContinue = m_sender(reply);
     journal(QLatin1String("INFO: [CConnectionHandler] ANS: < ") + QString::fromLatin1(reply.toHex())
             + QLatin1String(" >"));
     if (m_source.journaled)
         CStatusBoard::getInstance()->requestAnswered();
     return mayContinue;
+}
+
+QByteArray CModbusFraming::answerRead(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header)
+{
+    if (m_source.targetFailed && m_source.targetFailed(m_port, header.startAddress, header.registerCount))
+        return exceptionAnswer(mbap, header, kGatewayTargetFailed);
+    const std::optional<QMap<quint16, quint16>> words =
+            m_source.read(m_port, header.startAddress, header.registerCount);
+    if (words && words->isEmpty() && header.registerCount > 0)
+        return exceptionAnswer(mbap, header, kIllegalDataAddress);
+    if (words)
+        return answer(mbap, header, *words);
+    CLogFile::addLog(QStringLiteral("ERROR: [CConnectionHandler] Registers from %1 of port %2 could not be "
+                                    "read from the register file: exception 04 answered.")
+                             .arg(QString::number(header.startAddress), QString::number(m_port)),
+                     CLogFile::LogError);
+    return exceptionAnswer(mbap, header, kServerDeviceFailure);
+}
+
+// Answered at once with the standard echo once the write is taken: what
+// becomes of the downlink is for the client to read from its status register.
+QByteArray CModbusFraming::answerWrite(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header,
+                                       int frameSize)
+{
+    QList<quint16> words;
+    if (header.functionCode == kWriteSingleRegister) {
+        words.append(header.registerCount);
+    } else {
+        const quint16 count = header.registerCount;
+        const int byteCount = frameSize > kWriteHeadSize - 1 ? quint8(m_requestBuffer.at(kWriteHeadSize - 1)) : -1;
+        if (count == 0 || count > kMaxWriteCount || byteCount != 2 * count || frameSize < kWriteHeadSize + byteCount)
+            return exceptionAnswer(mbap, header, kIllegalDataValue);
+        for (int word = 0; word < count; ++word)
+            words.append(wordAt(m_requestBuffer, kWriteHeadSize + 2 * word));
+    }
+    if (const quint8 code = m_source.write(m_port, header.startAddress, words))
+        return exceptionAnswer(mbap, header, code);
+    QByteArray echo;
+    appendMbap(echo, mbap, kWriteEchoLength);
+    echo.append(char(header.unitId));
+    echo.append(char(header.functionCode));
+    appendWord(echo, header.startAddress);
+    appendWord(echo, header.registerCount);    // the value of a single write, the count of a multiple one
+    return echo;
 }
 
 QByteArray CModbusFraming::answer(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header,

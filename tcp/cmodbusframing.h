@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QMap>
 
 #include <functional>
@@ -40,6 +41,10 @@ public:
     // answers exception 0B, which a SCADA takes as its comm failure.
     using TargetCheck = std::function<bool(quint16 port, quint16 startAddress, quint16 count)>;
 
+    // Takes a write of holding registers (function 6 or 16): 0 when it is
+    // taken, or the exception code to answer.
+    using Writer = std::function<quint8(quint16 port, quint16 startAddress, const QList<quint16> &words)>;
+
     struct SRegisterSource
     {
         Reader read;
@@ -48,6 +53,7 @@ public:
         // debug stream.
         bool journaled = true;
         TargetCheck targetFailed;   // none: every target answers
+        Writer write;               // none: writes answer exception 01
     };
 
     // The register store, journaled. Where the settings ask for strict
@@ -68,7 +74,10 @@ public:
 private:
     void answerFrames();
     // Whether the next answer may start at once.
-    bool answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header);
+    // The frame is at the front of the request buffer.
+    bool answerRequest(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header, int frameSize);
+    QByteArray answerRead(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header);
+    QByteArray answerWrite(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header, int frameSize);
     void journal(const QString &line) const;
     void logIncomplete(int stage) const;
 

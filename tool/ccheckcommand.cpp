@@ -135,7 +135,47 @@ int CCheckCommand::reportTemplate(const SDeviceTemplate &deviceTemplate, QTextSt
     }
     for (const QString &warning : layout.warnings())
         out << kIndent << QStringLiteral("warning: ") << warning << Qt::endl;
-    return layout.warnings().size();
+    for (const SDownlink &entry : deviceTemplate.downlinks)
+        out << kIndent << describeDownlink(entry) << Qt::endl;
+    if (deviceTemplate.refusedDownlinks > 0) {
+        out << kIndent
+            << QStringLiteral("warning: %1 downlink entr%2 refused (see above): writes to %3 registers answer "
+                              "exception 02")
+                       .arg(deviceTemplate.refusedDownlinks)
+                       .arg(deviceTemplate.refusedDownlinks == 1 ? QStringLiteral("y") : QStringLiteral("ies"),
+                            deviceTemplate.refusedDownlinks == 1 ? QStringLiteral("its") : QStringLiteral("their"))
+            << Qt::endl;
+    }
+    return int(layout.warnings().size()) + deviceTemplate.refusedDownlinks;
+}
+
+// One line an entry: where it sends, what it takes and where its outcome reads.
+QString CCheckCommand::describeDownlink(const SDownlink &entry)
+{
+    QStringList registers;
+    for (const SDownlinkField &field : entry.fields) {
+        const qint32 last = field.regMapBias + field.registerCount() - 1;
+        QString text = last == field.regMapBias ? QString::number(last)
+                                                : QStringLiteral("%1-%2").arg(field.regMapBias).arg(last);
+        text += QStringLiteral(" %1 (%2 %3 bits at byte %4")
+                        .arg(field.dataName, field.dataType, QString::number(field.dataBitSize),
+                             QString::number(field.packetBias));
+        if (field.dataType != DataType::text)
+            text += QStringLiteral(", %1 to %2").arg(field.lowest()).arg(field.highest());
+        if (field.bigEndian)
+            text += QStringLiteral(", big-endian");
+        registers.append(text + QLatin1Char(')'));
+    }
+    QString line = QStringLiteral("downlink \"%1\": LoRaWAN port %2, %3, %4 bytes from 0x%5; registers %6")
+                           .arg(entry.name, QString::number(entry.loraPort),
+                                entry.confirmed ? QStringLiteral("confirmed") : QStringLiteral("unconfirmed"),
+                                QString::number(entry.packetSize),
+                                QStringLiteral("%1").arg(entry.packetType, 2, 16, QLatin1Char('0')),
+                                registers.join(QStringLiteral("; ")));
+    line += QStringLiteral("; status %1, time %2-%3").arg(entry.statusReg).arg(entry.statusTimeReg).arg(entry.statusTimeReg + 1);
+    if (entry.minIntervalSeconds > 0)
+        line += QStringLiteral(", at most one send in %1 s").arg(entry.minIntervalSeconds);
+    return line;
 }
 
 void CCheckCommand::reportTcpTemplate(const STCPDeviceTemplate &deviceTemplate, QTextStream &out) const

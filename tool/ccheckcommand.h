@@ -19,4 +19,5 @@ private:
     // Returns the number of warnings.
     int reportTemplate(const SDeviceTemplate &deviceTemplate, QTextStream &out) const;
     void reportTcpTemplate(const STCPDeviceTemplate &deviceTemplate, QTextStream &out) const;
+    static QString describeDownlink(const SDownlink &entry);
 };

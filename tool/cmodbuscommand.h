@@ -3,7 +3,7 @@
 #include "csubcommand.h"
 
 // quillbar-tool modbus: how the program answers ModBus reads of addresses
-// where no device has a register.
+// where no device has a register, and which ports take writes.
 class CModbusCommand : public CSubCommand
 {
 public:

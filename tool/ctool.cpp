@@ -2,6 +2,7 @@
 
 #include "ccheckcommand.h"
 #include "cdecodecommand.h"
+#include "cencodecommand.h"
 #include "cexportcommand.h"
 #include "cimportcommand.h"
 #include "cloggingcommand.h"
@@ -22,6 +23,7 @@ CTool::CTool()
 {
     m_commands.push_back(std::make_unique<CCheckCommand>());
     m_commands.push_back(std::make_unique<CDecodeCommand>());
+    m_commands.push_back(std::make_unique<CEncodeCommand>());
     m_commands.push_back(std::make_unique<CMapCommand>());
     m_commands.push_back(std::make_unique<CLoginCommand>());
     m_commands.push_back(std::make_unique<CLoggingCommand>());

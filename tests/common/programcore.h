@@ -5,6 +5,7 @@
 #include "core/csettings.h"
 #include "database/cdatabasehandler.h"
 #include "devices/calldevicehandler.h"
+#include "devices/cdownlinkqueue.h"
 #include "fakenetworkserver.h"
 #include "server/cserverhandler.h"
 #include "testworkdir.h"
@@ -38,6 +39,7 @@ public:
         m_storeThread.start();
         QObject::connect(server, &CServerHandler::newPacketReceived, CAllDeviceHandler::getInstance(),
                          &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
+        CAllDeviceHandler::getInstance()->downlinkQueue()->attach(server);
     }
 
     // The two device forms, which need a QApplication, as the start-up makes them.

@@ -166,7 +166,7 @@ private slots:
         QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         const SToolRun run = runTool({QStringLiteral("check")});
         QCOMPARE(run.exitCode, 0);
-        QVERIFY(run.out.endsWith(QStringLiteral("3 files, 3 templates accepted, 0 refused, 0 warnings\n")));
+        QVERIFY(run.out.endsWith(QStringLiteral("4 files, 4 templates accepted, 0 refused, 0 warnings\n")));
     }
 
     // The log texts of the tool are the program's, in its order, for the same folder.

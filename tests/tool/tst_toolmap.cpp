@@ -127,6 +127,10 @@ const QList<QStringList> kStatusRows = {
     statusRow("18", "2", "", "", "uplinks that waited for the register file"),
     statusRow("20", "2", "", "", "uplinks dropped while the register file was busy"),
     statusRow("22", "2", "", "", "uplinks of unknown devices"),
+    statusRow("24", "2", "", "", "ModBus writes received"),
+    statusRow("26", "2", "", "", "downlinks sent for writes"),
+    statusRow("28", "2", "", "", "downlinks refused by the server"),
+    statusRow("30", "2", "", "", "downlinks expired unsent"),
     statusRow("100", "2", "Zeta", "70B3D5000000C002", "seconds since last stored uplink"),
     statusRow("102", "2", "Alpha", "70B3D5000000C001", "seconds since last stored uplink"),
 };
