@@ -57,6 +57,25 @@ QStringList fault(const char *record, const char *reason)
 const QStringList kEndiannessFault = fault("SDevicePacketField",
                                            R"(Invalid endianness field value, can be "le" or "be")");
 
+QByteArray downlinkField(const QByteArray &extra = QByteArray(), int regMapBias = 10)
+{
+    return R"({"data_name":"V","reg_map_bias":)" + QByteArray::number(regMapBias)
+           + R"(,"packet_bias":1,"data_bit_size":16,"data_type":"integer")" + extra + '}';
+}
+
+QByteArray downlink(const QByteArray &name, const QByteArray &fields, const QByteArray &extra = QByteArray(),
+                    int statusReg = 20)
+{
+    return R"({"name":")" + name + R"(","port":10,"packet_type":16,"status_reg":)" + QByteArray::number(statusReg)
+           + R"(,"status_time_reg":)" + QByteArray::number(statusReg + 1) + R"(,"packet_fields":[)" + fields + ']'
+           + extra + '}';
+}
+
+QStringList refusedForItsField(const char *reason)
+{
+    return fault("SDownlinkField", reason) + QStringList{R"([SDownlink] Downlink "D": refused for its invalid field)"};
+}
+
 struct SRecord
 {
     const char *name;
@@ -161,6 +180,72 @@ private slots:
         for (const QString &line : debugLines)
             QTest::ignoreMessage(QtDebugMsg, qPrintable(line));
         QCOMPARE(parse(json(text)), valid);
+    }
+
+    // A refused entry leaves the template and its other entries standing.
+    void downlinkEntries_data()
+    {
+        QTest::addColumn<QByteArray>("downlinks");
+        QTest::addColumn<QStringList>("debugLines");
+        QTest::addColumn<int>("accepted");
+
+        const QByteArray one = downlinkField();
+        const auto entries = [](const QByteArray &list) { return '[' + list + ']'; };
+        QTest::newRow("accepted") << entries(downlink("D", one, R"(,"confirmed":true)")) << QStringList() << 1;
+        QTest::newRow("not an array")
+                << QByteArray(R"({"name":"D"})")
+                << fault("SDeviceTemplate", "Invalid downlinks value, must be an array of entries") << 0;
+        QTest::newRow("no LoRaWAN port")
+                << entries(withValue(downlink("D", one), "port", QJsonValue::Undefined))
+                << fault("SDownlink", "Invalid input JSON") << 0;
+        QTest::newRow("LoRaWAN port 224") << entries(withValue(downlink("D", one), "port", 224))
+                                          << QStringList{R"([SDownlink] Downlink "D": invalid LoRaWAN port [224], can )"
+                                                         R"(be 1 to 223)"}
+                                          << 0;
+        QTest::newRow("boolean field")
+                << entries(downlink("D", withValue(one, "data_type", "boolean")))
+                << refusedForItsField("Invalid data type [boolean], can be integer, uinteger or text") << 0;
+        QTest::newRow("limit as a text") << entries(downlink("D", downlinkField(R"(,"max":"300")")))
+                                         << refusedForItsField("Invalid max: it must be a number") << 0;
+        QTest::newRow("min above max") << entries(downlink("D", downlinkField(R"(,"min":5,"max":4)")))
+                                       << refusedForItsField("Invalid limits: min [5] is above max [4]") << 0;
+        QTest::newRow("multiplier 0")
+                << entries(downlink("D", downlinkField(R"(,"multiplier":0)")))
+                << refusedForItsField("Invalid multiplier or offset: the multiplier must not be 0") << 0;
+        QTest::newRow("on the packet type's byte")
+                << entries(downlink("D", withValue(one, "packet_bias", 0)))
+                << refusedForItsField("Invalid packet bias [0], can be 1 to 254: byte 0 is the packet type") << 0;
+        QTest::newRow("text wider than its register")
+                << entries(downlink("D", downlinkField(R"(,"data_type":"text","data_bit_size":24)")))
+                << refusedForItsField("Invalid size of text [24], can be whole bytes up to the register size") << 0;
+        QTest::newRow("two fields on one byte")
+                << entries(downlink("D", one + ',' + withValue(downlinkField({}, 11), "packet_bias", 2)))
+                << QStringList{R"([SDownlink] Downlink "D": two fields take payload byte 2)"} << 0;
+        QTest::newRow("packet too short for its fields")
+                << entries(downlink("D", one, R"(,"packet_size":2)"))
+                << QStringList{R"([SDownlink] Downlink "D": packet size [2] does not hold its fields (3 bytes))"} << 0;
+        QTest::newRow("status register over an uplink register")
+                << entries(downlink("D", one, {}, 3))
+                << fault("SDeviceTemplate", R"(Downlink "D" refused: its status register 3 is an uplink register)")
+                << 0;
+        QTest::newRow("a register of an earlier entry")
+                << entries(downlink("D", one) + ',' + downlink("E", one, {}, 30))
+                << fault("SDeviceTemplate", R"(Downlink "E" refused: register 10 belongs to another downlink)") << 1;
+    }
+
+    void downlinkEntries()
+    {
+        QFETCH(QByteArray, downlinks);
+        QFETCH(QStringList, debugLines);
+        QFETCH(int, accepted);
+
+        for (const QString &line : debugLines)
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(line));
+        const SDeviceTemplate parsed(json(withValue(kOnePacket, "downlinks",
+                                                    QJsonDocument::fromJson("[" + downlinks + "]").array().at(0))));
+        QVERIFY(parsed.isValid);
+        QCOMPARE(parsed.downlinks.size(), accepted);
+        QCOMPARE(parsed.refusedDownlinks, debugLines.isEmpty() ? 0 : 1);
     }
 
     void endiannessInAnyCase_data()
