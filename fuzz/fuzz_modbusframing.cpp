@@ -3,10 +3,12 @@
 // The register store lives in a temporary folder.
 
 #include "database/cdatabasehandler.h"
+#include "devices/cdownlinkqueue.h"
 #include "tcp/cmodbusframing.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QtEndian>
 
@@ -20,7 +22,21 @@ constexpr int kAnswerHeadSize = 9;
 constexpr quint8 kExceptionFlag = 0x80;
 constexpr quint8 kIllegalFunction = 1;
 constexpr quint8 kIllegalDataAddress = 2;
+constexpr quint8 kIllegalDataValue = 3;
 constexpr quint8 kServerDeviceFailure = 4;
+constexpr int kWriteEchoSize = 12;
+
+// Writes of the stored device become downlinks: a narrow signed value with
+// limits, a wide one with a scaling, and text.
+const char *const kDownlinks = R"({"app_eui":"F1A7C0DE000000A1","dev_type":"t","device_packets":[{"packet_type":1,
+    "packet_fields":[{"packet_bias":1,"data_bit_bias":0,"data_bit_size":8,"data_type":"integer","reg_map_bias":0,
+    "reg_bit_bias":0,"reg_bit_size":16,"data_name":"a"}]}],"downlinks":[
+    {"name":"a","port":1,"packet_type":1,"status_reg":20,"status_time_reg":21,"packet_fields":[
+        {"data_name":"a","reg_map_bias":0,"packet_bias":1,"data_bit_size":8,"data_type":"integer","min":-50,"max":50}]},
+    {"name":"b","port":2,"packet_type":2,"status_reg":23,"status_time_reg":24,"packet_fields":[
+        {"data_name":"b","reg_map_bias":1,"reg_bit_size":32,"packet_bias":1,"data_bit_size":16,
+         "data_type":"uinteger","multiplier":0.25,"offset":-3},
+        {"data_name":"c","reg_map_bias":3,"reg_bit_size":64,"packet_bias":3,"data_bit_size":48,"data_type":"text"}]}]})";
 
 void dropMessage(QtMsgType, const QMessageLogContext &, const QString &)
 {
@@ -64,7 +80,13 @@ void checkAnswer(const QByteArray &answer)
     if (function & kExceptionFlag) {
         const quint8 code = quint8(answer.at(8));
         if (answer.size() != kAnswerHeadSize || wordAt(answer, 4) != 3
-            || (code != kIllegalFunction && code != kIllegalDataAddress && code != kServerDeviceFailure))
+            || (code != kIllegalFunction && code != kIllegalDataAddress && code != kIllegalDataValue
+                && code != kServerDeviceFailure))
+            std::abort();
+        return;
+    }
+    if (function == 6 || function == 16) {
+        if (answer.size() != kWriteEchoSize || wordAt(answer, 4) != 6)
             std::abort();
         return;
     }
@@ -72,6 +94,12 @@ void checkAnswer(const QByteArray &answer)
     if ((function != 3 && function != 4) || values % 2 != 0 || wordAt(answer, 4) != quint16(values + 3)
         || quint8(answer.at(8)) != quint8(values))
         std::abort();
+}
+
+CModbusFraming::SRegisterSource &source()
+{
+    static CModbusFraming::SRegisterSource registers = CModbusFraming::storeSource();
+    return registers;
 }
 
 } // namespace
@@ -87,6 +115,12 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
         std::abort();
     qInstallMessageHandler(dropMessage);
     fillStore();
+    static CDownlinkQueue downlinks;
+    downlinks.watch(QStringLiteral("00000000000000A1"), kPort, 100,
+                    SDeviceTemplate(QJsonDocument::fromJson(kDownlinks).object()));
+    source().write = [](quint16 port, quint16 startAddress, const QList<quint16> &words) {
+        return downlinks.write(port, startAddress, words);
+    };
     QDir::setCurrent(corpusDir);
     return 0;
 }
@@ -104,7 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         checkAnswer(answer);
         ++answers;
         return holdEvery == 0 || answers % holdEvery != 0;
-    });
+    }, source());
 
     const QByteArray stream(reinterpret_cast<const char *>(data) + 1, int(size) - 1);
     for (int offset = 0; offset < stream.size(); offset += pieceSize) {
