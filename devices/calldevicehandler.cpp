@@ -237,6 +237,15 @@ bool CAllDeviceHandler::portTakesWrites(quint16 port)
     return CSettings::readValue(writablePortKey(port), false).toBool();
 }
 
+// Off leaves no key, as before the setting was ever made.
+void CAllDeviceHandler::setPortTakesWrites(quint16 port, bool takesWrites)
+{
+    if (takesWrites)
+        CSettings::writeValue(writablePortKey(port), true);
+    else
+        CSettings::removeValue(writablePortKey(port));
+}
+
 // The register store, with the data age watch and, on a port that takes
 // writes, the downlinks' writes and status registers.
 CModbusFraming::SRegisterSource CAllDeviceHandler::deviceSource(quint16 port)

@@ -67,6 +67,7 @@ public:
     // Opt-in, per port and kept in the settings: ModBus writes on the port
     // become downlinks where a device's template has a "downlinks" section.
     static bool portTakesWrites(quint16 port);
+    static void setPortTakesWrites(quint16 port, bool takesWrites);
     CDownlinkQueue *downlinkQueue() const { return m_downlinks; }
 
 signals:

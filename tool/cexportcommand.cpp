@@ -91,12 +91,24 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                                        [](const SStoredDevice &device) {
                                            return CAllDeviceHandler::maxDataAge(device.devEui) > 0;
                                        });
-    CTableWriter table(CTableWriter::Csv, anyMaxAge ? ImportFormat::devicesColumns : ImportFormat::devicesHeader);
+    const bool anyWritable = std::any_of(devices->modbus.cbegin(), devices->modbus.cend(),
+                                         [](const SStoredDevice &device) {
+                                             return CAllDeviceHandler::portTakesWrites(quint16(device.port));
+                                         });
+    QStringList header = ImportFormat::devicesHeader;
+    if (anyMaxAge)
+        header.append(ImportFormat::maxAge);
+    if (anyWritable)
+        header.append(ImportFormat::writable);
+    CTableWriter table(CTableWriter::Csv, header);
     for (const SStoredDevice &device : devices->modbus) {
         QStringList row{device.devEui, device.appEui, device.deviceName, QString::number(device.port),
                         QString::number(device.startAddr), ImportFormat::modbusKind};
         if (anyMaxAge)
             row.append(QString::number(CAllDeviceHandler::maxDataAge(device.devEui)));
+        if (anyWritable)
+            row.append(CAllDeviceHandler::portTakesWrites(quint16(device.port)) ? QStringLiteral("yes")
+                                                                              : QStringLiteral("no"));
         table.addRow(row);
     }
     for (const SStoredTcpDevice &device : devices->tcp)

@@ -94,7 +94,7 @@ CImportCommand::CImportCommand()
         QStringLiteral("import"),
         QStringLiteral("Store devices and their scaling from CSV files, all or none."),
         QStringLiteral("Store the devices of DEVICES.csv (dev_eui,app_eui,name,port,start_addr, then any of "
-                       "kind,max_age) with the registers of their templates, and with --registers the scaling "
+                       "kind,max_age,writable) with the registers of their templates, and with --registers the scaling "
                        "of REGISTERS.csv (dev_eui,address,multiplier,offset,unit, then optionally decimals; "
                        "the address as map prints it). Every row "
                        "is checked first: if any is refused, nothing is written and each refused row is "
@@ -155,7 +155,8 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     }
     CWorkFolder::openSettings();
     SImportRows rows{arguments.first(), devices->records, QString(), {},
-                     devices->header.contains(ImportFormat::maxAge), false};
+                     devices->header.contains(ImportFormat::maxAge), false,
+                     devices->header.contains(ImportFormat::writable)};
     if (registers) {
         rows.registersName = parser.value(kRegistersOption);
         rows.registers = registers->records;
@@ -191,7 +192,7 @@ bool CImportCommand::check(CImportPlan &plan, const SImportRows &rows, SToolStre
         }
         plan.addStored(*stored, *storedRegisters);
     }
-    plan.checkDevices(rows.devicesName, rows.devices, rows.withMaxAge);
+    plan.checkDevices(rows.devicesName, rows.devices, rows.withMaxAge, rows.withWritable);
     if (!rows.registersName.isEmpty())
         plan.checkRegisters(rows.registersName, rows.registers, rows.withDecimals);
     return true;
@@ -224,6 +225,7 @@ void CImportCommand::printPlan(const QList<SImportDevice> &devices, SToolStreams
                                .arg(device.startAddr)
                                .arg(device.regs.size())
                                .arg(planned.scaling.size())
+                    << (planned.writable.value_or(false) ? QStringLiteral(", its port takes writes") : QString())
                     << Qt::endl;
     }
 }
@@ -294,6 +296,8 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
     for (const SImportDevice &planned : devices) {
         if (planned.maxAge)
             CAllDeviceHandler::getInstance()->setMaxDataAge(planned.device.devEui, *planned.maxAge);
+        if (planned.writable)
+            CAllDeviceHandler::setPortTakesWrites(quint16(planned.device.port), *planned.writable);
     }
     CWorkFolder::takeLibraryText();
     CWorkFolder::logChange(name(), QStringLiteral("stored %1 device(s) from %2").arg(devices.size())

@@ -14,6 +14,7 @@ struct SImportRows
     // stored stays as it is.
     bool withMaxAge = false;
     bool withDecimals = false;
+    bool withWritable = false;
 };
 
 // quillbar-tool import: devices and their scaling from CSV files, all or none,

@@ -9,12 +9,13 @@ namespace ImportFormat {
 inline const QString kind = QStringLiteral("kind");
 inline const QString maxAge = QStringLiteral("max_age");
 inline const QString decimals = QStringLiteral("decimals");
+inline const QString writable = QStringLiteral("writable");
 
 inline const QStringList devicesHeader = {
     QStringLiteral("dev_eui"), QStringLiteral("app_eui"), QStringLiteral("name"),
     QStringLiteral("port"), QStringLiteral("start_addr"), kind,
 };
-inline const QStringList devicesColumns = devicesHeader + QStringList{maxAge};
+inline const QStringList devicesColumns = devicesHeader + QStringList{maxAge, writable};
 inline constexpr int devicesRequired = 5;
 
 inline const QStringList registersHeader = {

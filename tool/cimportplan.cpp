@@ -13,7 +13,12 @@
 namespace {
 
 // The fields in the order of the full column lists of the import format.
-enum EDeviceField { FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, FieldMaxAge };
+enum EDeviceField {
+    FieldDevEui = 0, FieldAppEui, FieldName, FieldPort, FieldStartAddr, FieldKind, FieldMaxAge, FieldWritable
+};
+
+const QStringList kYes = {QStringLiteral("yes"), QStringLiteral("true"), QStringLiteral("1"), QStringLiteral("on")};
+const QStringList kNo = {QStringLiteral("no"), QStringLiteral("false"), QStringLiteral("0"), QStringLiteral("off")};
 enum ERegisterField { RegDevEui = 0, RegAddress, RegMultiplier, RegOffset, RegUnit, RegDecimals };
 
 
@@ -108,7 +113,8 @@ std::optional<quint32> CImportPlan::number(const QString &file, int line, const 
     return quint32(value);
 }
 
-void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge)
+void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge,
+                               bool withWritable)
 {
     for (const SCsvRecord &record : records) {
         if (record.misfit) {
@@ -132,6 +138,19 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
             if (!planned.maxAge)
                 continue;
         }
+        const QString writable = withWritable ? record.fields.at(FieldWritable).trimmed().toLower() : QString();
+        if (!writable.isEmpty() && !kYes.contains(writable) && !kNo.contains(writable)) {
+            refuse(file, record.line, QStringLiteral("writable \"%1\" is neither yes nor no")
+                                              .arg(record.fields.at(FieldWritable)));
+            continue;
+        }
+        if (kYes.contains(writable) && planned.protocol == ProtocolOption::TCP) {
+            refuse(file, record.line, QStringLiteral("writable applies to ModBus devices, whose writes become "
+                                                     "downlinks"));
+            continue;
+        }
+        if (!writable.isEmpty() && planned.protocol == ProtocolOption::ModBus)
+            planned.writable = kYes.contains(writable);
         const QString devEui = record.fields.at(FieldDevEui).trimmed();
         const QString appEui = record.fields.at(FieldAppEui).trimmed().toUpper();
         if (!checkDevEui(file, record.line, devEui))
@@ -144,6 +163,14 @@ void CImportPlan::checkDevices(const QString &file, const QList<SCsvRecord> &rec
             refuse(file, record.line, QStringLiteral("port %1 is the port of the status registers").arg(*port));
             continue;
         }
+        // Writes are a setting of the port: its rows must agree.
+        const auto writes = m_writablePorts.constFind(*port);
+        if (planned.writable && writes != m_writablePorts.cend() && *writes != *planned.writable) {
+            refuse(file, record.line, QStringLiteral("writable differs from an earlier row of port %1").arg(*port));
+            continue;
+        }
+        if (planned.writable)
+            m_writablePorts.insert(*port, *planned.writable);
         const auto holder = m_portKinds.constFind(*port);
         if (holder != m_portKinds.cend() && *holder != planned.protocol) {
             refuse(file, record.line, QStringLiteral("port %1 is held by a %2 device").arg(*port)

@@ -31,6 +31,7 @@ struct SImportDevice
     QList<DB::SRegisterParam> scaling;
     bool withDecimals = false;          // the scaling's decimals replace the stored ones
     std::optional<quint32> maxAge;      // none: the setting stays as it is
+    std::optional<bool> writable;       // whether its port takes writes; none: as it is
 };
 
 // Checks every row of the two import files against the stored devices, the
@@ -44,7 +45,7 @@ public:
     void addStored(const SStoredDevices &devices, const QList<SStoredRegister> &registers);
     // The program would turn its status registers off for a device on their port.
     void setStatusPort(quint16 port) { m_statusPort = port; }
-    void checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge);
+    void checkDevices(const QString &file, const QList<SCsvRecord> &records, bool withMaxAge, bool withWritable);
     void checkRegisters(const QString &file, const QList<SCsvRecord> &records, bool withDecimals);
 
     const QList<SImportRefusal> &refusals() const { return m_refusals; }
@@ -64,6 +65,7 @@ private:
     const CAllDeviceHandler &m_registry;
     QList<SImportRefusal> m_refusals;
     QList<SImportDevice> m_devices;
+    QHash<quint32, bool> m_writablePorts;     // as the rows so far set them
     QSet<QString> m_storedEuis;
     QHash<QString, int> m_importedEuis;             // upper case, to the line
     QHash<quint32, ProtocolOption> m_portKinds;

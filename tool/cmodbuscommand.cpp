@@ -78,11 +78,7 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         changed.append(QStringLiteral("strict addresses %1").arg(parser.value(kStrict)));
     }
     if (parser.isSet(kWrites)) {
-        const QString key = SettingsKey::writablePortsGroup + QLatin1Char('/') + QString::number(*port);
-        if (parser.value(kWrites) == kOn)
-            CSettings::writeValue(key, true);
-        else
-            CSettings::removeValue(key);
+        CAllDeviceHandler::setPortTakesWrites(*port, parser.value(kWrites) == kOn);
         changed.append(QStringLiteral("writes %1 on port %2").arg(parser.value(kWrites)).arg(*port));
     }
     if (settings->status() != QSettings::NoError)

@@ -234,6 +234,22 @@ private slots:
                                          << QByteArray("dev_eui,address,multiplier,offset,unit,decimals\r\n"
                                                        "70B3D5000000C011,3020,1,0,,5\r\n")
                                          << 1 << "registers.csv:2: decimals 5 is outside 0 to 4";
+        const QByteArray writable = "dev_eui,app_eui,name,port,start_addr,writable\r\n"
+                                    "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,yes\r\n"
+                                    "70B3D5000000C012,F1A7C0DE00000202,Gas,1502,4000,\r\n"
+                                    "70B3D5000000C013,F1A7C0DE00000202,Heat,1503,3000,no\r\n";
+        QTest::newRow("writable, a setting of the port")
+                << writable << QByteArray() << 0
+                << "dev_eui,app_eui,name,port,start_addr,kind,writable\r\n"
+                   "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,yes\r\n"
+                   "70B3D5000000C012,F1A7C0DE00000202,Gas,1502,4000,modbus,yes\r\n"
+                   "70B3D5000000C013,F1A7C0DE00000202,Heat,1503,3000,modbus,no\r\n";
+        QTest::newRow("writable rows of a port that disagree")
+                << QByteArray(writable).replace("1503,3000,no", "1502,5000,no") << QByteArray() << 1
+                << "devices.csv:4: writable differs from an earlier row of port 1502";
+        QTest::newRow("writable neither yes nor no")
+                << QByteArray(writable).replace(",yes\r\n", ",maybe\r\n") << QByteArray() << 1
+                << "devices.csv:2: writable \"maybe\" is neither yes nor no";
         QTest::newRow("a field short of its header") << QByteArray(noKind).replace(",3000\r\n", "\r\n")
                                                      << QByteArray() << 1 << "devices.csv:2: 4 fields, 5 expected";
     }
