@@ -138,7 +138,12 @@ quint8 CDownlinkQueue::write(quint16 port, quint16 startAddress, const QList<qui
                       QStringLiteral("register %1 belongs to no downlink").arg(address));
     }
 
-    QMap<SEntryState *, QByteArray> payloads;
+    struct SQueued
+    {
+        Words full;
+        QByteArray payload;
+    };
+    QMap<SEntryState *, SQueued> queued;
     for (auto it = byEntry.cbegin(); it != byEntry.cend(); ++it) {
         const std::optional<Words> full = completed(*it.key(), it.value());
         if (!full) {
@@ -156,22 +161,22 @@ quint8 CDownlinkQueue::write(quint16 port, quint16 startAddress, const QList<qui
         const CDownlinkEncoder::SResult result = CDownlinkEncoder::encode(it.key()->entry, *full);
         if (!result.ok())
             return refuse(port, startAddress, words, kIllegalDataValue, result.refusal);
-        it.key()->lastWritten = *full;
-        payloads.insert(it.key(), result.payload);
+        queued.insert(it.key(), {*full, result.payload});
     }
 
     const qint64 now = nowMs();
-    for (auto it = payloads.cbegin(); it != payloads.cend(); ++it) {
+    for (auto it = queued.cbegin(); it != queued.cend(); ++it) {
         SEntryState &state = *it.key();
         const QString replaced = state.pending ? QStringLiteral(", replacing the unsent %1").arg(hexOf(*state.pending))
                                                : QString();
-        state.pending = it.value();
+        state.lastWritten = it->full;
+        state.pending = it->payload;
         state.deadlineMs = now + qint64(state.entry.deadlineSeconds) * kMsPerSecond;
         setStatus(state, SDownlink::Pending);
         CLogFile::addLog(QStringLiteral("INFO: [CDownlinkQueue] Write on port %1 at %2: %3 for %4: payload %5 waits "
                                         "to be sent%6.")
                                  .arg(QString::number(port), QString::number(startAddress), wordList(words),
-                                      describe(state), hexOf(it.value()), replaced));
+                                      describe(state), hexOf(it->payload), replaced));
     }
     m_tick->start();
     askForTurn();

@@ -8,6 +8,7 @@
 
 #include "core/constants.h"
 #include "devices/cdevicelog.h"
+#include "devices/cdownlinkencoder.h"
 #include "devices/ctemplatefolder.h"
 #include "fuzzsupport.h"
 
@@ -31,15 +32,35 @@ void writeOnly(const QString &name, const QByteArray &content)
         std::abort();
 }
 
+// An accepted downlink builds a payload of its own size from any register values.
+void encodeDownlinks(const SDeviceTemplate &deviceTemplate)
+{
+    for (const SDownlink &entry : deviceTemplate.downlinks) {
+        for (const quint16 fill : {quint16(0), quint16(0x8000), quint16(0xFFFF)}) {
+            CDownlinkEncoder::Words words;
+            for (const SDownlinkField &field : entry.fields) {
+                for (int word = 0; word < field.registerCount(); ++word)
+                    words.insert(field.regMapBias + word, fill);
+                CDownlinkEncoder::outsideLimits(field, words);
+            }
+            const CDownlinkEncoder::SResult result = CDownlinkEncoder::encode(entry, words);
+            if (result.ok() && result.payload.size() != entry.packetSize)
+                std::abort();
+        }
+    }
+}
+
 // What the loader says it stored is what it holds, and the forms can read it.
 void readBack(const CTemplateFolder &folder, const STemplateFileOutcome &outcome)
 {
     for (const QString &appEui : outcome.stored) {
         const auto found = folder.templates().constFind(appEui);
-        if (found != folder.templates().cend())
+        if (found != folder.templates().cend()) {
             found->registerMap();
-        else if (!folder.tcpTemplates().contains(appEui))
+            encodeDownlinks(*found);
+        } else if (!folder.tcpTemplates().contains(appEui)) {
             std::abort();
+        }
     }
 }
 

@@ -54,7 +54,7 @@ const QByteArray kActuatorTemplate = R"({
         {"name": "Limit", "port": 13, "packet_type": 19, "status_reg": 16, "status_time_reg": 17,
          "packet_fields": [
             {"data_name": "Limit", "reg_map_bias": 4, "reg_bit_size": 32, "packet_bias": 1, "data_bit_size": 32,
-             "data_type": "uinteger"}]}
+             "data_type": "uinteger", "max": 4000000000}]}
     ]})";
 
 constexpr quint16 kStart = 1000;
@@ -211,6 +211,12 @@ private slots:
         QTest::newRow("16: hours and limit at once, two downlinks")
                 << true << writeMultiple(1002, {9, 21, 0, 500}) << hex(echo16 + "03ea 0004")
                 << QStringList{downlinkRequest("120915", 12, false), downlinkRequest("13f4010000", 13, false)};
+        QTest::newRow("16: a limit above its max refuses the hours beside it")
+                << true << writeMultiple(1002, {1, 2, 0xFFFF, 0xFFFF}) << hex("0103 0000 0003 11 90 03")
+                << QStringList();
+        QTest::newRow("6: off hour alone keeps the on hour of the last write taken")
+                << true << writeSingle(1003, 22) << hex(echo6 + "03eb 0016")
+                << QStringList{downlinkRequest("120916", 12, false)};
         QTest::newRow("6: above the set-point's max") << true << writeSingle(1000, 301) << hex("0102 0000 0003 11 86 03")
                                                       << QStringList();
         QTest::newRow("6: hour of 24") << true << writeSingle(1002, 24) << hex("0102 0000 0003 11 86 03")
