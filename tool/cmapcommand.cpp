@@ -8,6 +8,7 @@
 #include "core/constants.h"
 #include "core/csettings.h"
 #include "database/registerwords.h"
+#include "devices/calldevicehandler.h"
 #include "devices/ctemplatefolder.h"
 
 #include <QDir>
@@ -32,6 +33,7 @@ const QString kModBus = QStringLiteral("ModBus");
 const QString kTcp = QStringLiteral("TCP");
 const QString kStatus = QStringLiteral("status");
 const QString kDecimals = QStringLiteral("decimals");
+const QString kDownlink = QStringLiteral("downlink");
 
 QStringList statusRow(quint16 port, quint32 address, quint16 width, const QString &deviceName,
                       const QString &devEui, const QString &registerName)
@@ -58,8 +60,8 @@ CMapCommand::CMapCommand()
         QStringLiteral("Export the register map of the register file as CSV."),
         QStringLiteral("Print the register map of every stored device as CSV: port, address, registers, "
                        "device, register, unit, data type and scaling, then the TCP devices with their ports, "
-                       "then the status registers when the settings.conf beside the register file sets their "
-                       "port. The register file is opened read-only."),
+                       "the outcome registers of the downlinks on ports that take writes, then the status "
+                       "registers when the settings.conf beside the register file sets their port. The register file is opened read-only."),
         QStringLiteral("[DB]")
     })
 {
@@ -130,21 +132,45 @@ int CMapCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
             row.append(QString::number(reg.decimals));
         table.addRow(row);
     }
+    // The register file's folder is the program's working folder.
+    CSettings::getInstance(QFileInfo(dbPath).absoluteDir().filePath(FileName::settings));
+    addDownlinkRows(devices->modbus, folder, anyDecimals, table);
     for (const SStoredTcpDevice &device : devices->tcp) {
         table.addRow({QString::number(device.port), QString(), QString(), device.deviceName, device.devEui,
                       device.appEui, folder.tcpTemplates().value(device.appEui.toUpper()).devType, QString(),
                       QString(), QString(), QString(), QString(), kTcp});
     }
-    const int code = addStatusRows(dbPath, *devices, table, streams);
+    const int code = addStatusRows(*devices, table, streams);
     table.write(streams.out);
     return code;
 }
 
-int CMapCommand::addStatusRows(const QString &dbPath, const SStoredDevices &devices, CTableWriter &table,
-                               SToolStreams &streams) const
+// The outcome registers of the downlinks that a port taking writes serves.
+void CMapCommand::addDownlinkRows(const QList<SStoredDevice> &devices, const CTemplateFolder &folder,
+                                  bool withDecimals, CTableWriter &table)
 {
-    // The register file's folder is the program's working folder.
-    CSettings::getInstance(QFileInfo(dbPath).absoluteDir().filePath(FileName::settings));
+    for (const SStoredDevice &device : devices) {
+        if (!CAllDeviceHandler::portTakesWrites(quint16(device.port)))
+            continue;
+        const SDeviceTemplate deviceTemplate = folder.templates().value(device.appEui.toUpper());
+        const auto add = [&](qint32 offset, int width, const QString &name) {
+            QStringList row{QString::number(device.port), QString::number(device.startAddr + quint32(offset)),
+                            QString::number(width), device.deviceName, device.devEui, device.appEui,
+                            deviceTemplate.devType, name, QString(), DataType::uinteger, QStringLiteral("1"),
+                            QStringLiteral("0"), kDownlink};
+            if (withDecimals)
+                row.append(QStringLiteral("0"));
+            table.addRow(row);
+        };
+        for (const SDownlink &entry : deviceTemplate.downlinks) {
+            add(entry.statusReg, 1, QStringLiteral("%1 downlink status").arg(entry.name));
+            add(entry.statusTimeReg, 2, QStringLiteral("%1 downlink status time (s since 1970)").arg(entry.name));
+        }
+    }
+}
+
+int CMapCommand::addStatusRows(const SStoredDevices &devices, CTableWriter &table, SToolStreams &streams) const
+{
     const std::optional<quint16> port = CWorkFolder::statusPort();
     if (!port || *port == 0)
         return ExitClean;

@@ -234,6 +234,39 @@ private slots:
         QVERIFY(wellFormed);
     }
 
+    // The outcome registers of a room controller are tags only while its port takes writes.
+    void downlinkRowsFollowThePortsWrites()
+    {
+        const QString site = QStringLiteral("writes");
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(site)));
+        QVERIFY(importSeed("dev_eui,app_eui,name,port,start_addr,writable\r\n"
+                           "70B3D5000000C101,F1A7C0DE00000103,Office,5040,1000,yes\r\n",
+                           site));
+        const QString db = site + QLatin1Char('/') + FileName::database;
+        const QStringList device = {"5040", "", "", "Office", "70B3D5000000C101", "F1A7C0DE00000103",
+                                    "Room controller RC-2"};
+        const auto row = [&device](const char *address, const char *width, const char *name) {
+            QStringList cells = device;
+            cells[1] = QLatin1String(address);
+            cells[2] = QLatin1String(width);
+            return cells + QStringList{name, "", "uinteger", "1", "0", "downlink"};
+        };
+        bool wellFormed = false;
+        const QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map"), db}).out, &wellFormed);
+        QVERIFY(wellFormed);
+        QCOMPARE(rows.mid(rows.size() - 4),
+                 (QList<QStringList>{row("1020", "1", "Relay downlink status"),
+                                     row("1021", "2", "Relay downlink status time (s since 1970)"),
+                                     row("1023", "1", "Set-point downlink status"),
+                                     row("1024", "2", "Set-point downlink status time (s since 1970)")}));
+
+        QCOMPARE(runTool({QStringLiteral("modbus"), QStringLiteral("--port"), QStringLiteral("5040"),
+                          QStringLiteral("--writes"), QStringLiteral("off"), QStringLiteral("--dir"), site})
+                         .exitCode,
+                 0);
+        QVERIFY(!runTool({QStringLiteral("map"), db}).out.contains(QStringLiteral("downlink")));
+    }
+
     void markdownTable()
     {
         const SToolRun run = runTool({QStringLiteral("map"), FileName::database, QStringLiteral("--format"),
