@@ -326,6 +326,28 @@ private slots:
         QTest::qWait(300);
         QCOMPARE(downlinksSent().mid(before), QStringList());
     }
+
+    // No answer within the bound: reported once, never sent again, and the next write goes on.
+    void unansweredDownlinkIsNotRepeated()
+    {
+        m_server->setReply(QStringLiteral("send_data_req"), QJsonObject());
+        const int before = int(downlinksSent().size());
+        m_log->forget();
+        exchange(m_writablePort, writeSingle(1000, 110), 12);
+        QTRY_COMPARE(outcome(kStatusOffset).first, quint16(2));
+        const QString unanswered = QStringLiteral("WARNING: [CDownlinkQueue] Downlink \"Set-point\" of DevEUI[%1] "
+                                                  "sent, but the server gave no answer within 10 s: payload 1100dc "
+                                                  "is not sent again.")
+                                           .arg(kActuator);
+        QStringList seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += queueLines(), seen.contains(unanswered)), 15000);
+        QCOMPARE(outcome(kStatusOffset).first, quint16(2));
+        m_server->setReply(QStringLiteral("send_data_req"), kAccepted);
+        exchange(m_writablePort, writeSingle(1000, 111), 12);
+        QTRY_COMPARE(outcome(kStatusOffset).first, quint16(3));
+        QCOMPARE(downlinksSent().mid(before), (QStringList{downlinkRequest("1100dc", 11, true),
+                                                           downlinkRequest("1100de", 11, true)}));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestDownlinks)
