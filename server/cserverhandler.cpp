@@ -6,6 +6,7 @@
 #include "server/cserverlinkwatch.h"
 #include "server/sessiontimers.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -118,6 +119,8 @@ void CServerHandler::socketConnectedSlot()
 {
     m_linkOpen = true;
     m_state = StatePing;
+    // Answers to requests of an earlier link never come on this one.
+    m_bridgeAnswersDue.clear();
     // The probe is a command that no server knows: any answer carrying
     // "err_string" proves a live server of the right kind.
     sendJson({{JsonKey::cmd, JsonKey::cmd}});
@@ -267,9 +270,20 @@ void CServerHandler::handleVerifiedMessage(const QJsonObject &message)
         }
     } else if (cmd == Command::getDataResp) {
         handleLastPackets(message);
-    } else if (cmd == Command::sendDataResp && m_currentTaskType == TaskSendDownlink) {
+    } else if (cmd == Command::sendDataResp && !isBridgeAnswer() && m_currentTaskType == TaskSendDownlink) {
         handleDownlinkAnswer(message);
     }
+}
+
+bool CServerHandler::isBridgeAnswer()
+{
+    const qint64 oldest = QDateTime::currentMSecsSinceEpoch() - SessionTimer::downlinkAnswerTimeoutMs;
+    while (!m_bridgeAnswersDue.isEmpty() && m_bridgeAnswersDue.first() < oldest)
+        m_bridgeAnswersDue.removeFirst();
+    if (m_bridgeAnswersDue.isEmpty())
+        return false;
+    m_bridgeAnswersDue.removeFirst();
+    return true;
 }
 
 // With one request in flight, the answer that comes is this downlink's.
@@ -450,6 +464,8 @@ void CServerHandler::newTaskSlot()
     }
 
     // m_waitingMutex stays locked until waitingServerResponseTimeoutSlot.
+    if (task.type == TaskSendData)
+        m_bridgeAnswersDue.append(QDateTime::currentMSecsSinceEpoch());
     qDebug().noquote() << "send:" << task.text;
     m_socket.sendTextMessage(task.text);
     m_responseWaitTimer->start(task.type == TaskSendData ? SessionTimer::sendDataPauseMs : SessionTimer::responseTimeoutMs);

@@ -114,6 +114,7 @@ private:
     void handleDevicesList(const QJsonObject &message);
     void handleLastPackets(const QJsonObject &message);
     void handleDownlinkAnswer(const QJsonObject &message);
+    bool isBridgeAnswer();
     // Sends the source's next downlink; false when there is none to send now.
     bool sendSourceDownlink();
     void closeSocket();
@@ -144,4 +145,8 @@ private:
     CServerLinkWatch *m_linkWatch = nullptr;
     DownlinkSource m_downlinkSource;
     bool m_downlinkTurnQueued = false;
+    // When the TCP bridge's downlinks went, each until its answer comes or
+    // the answer bound has passed: answers come in the order of the requests,
+    // and a late one must not be taken for a ModBus write's.
+    QList<qint64> m_bridgeAnswersDue;
 };

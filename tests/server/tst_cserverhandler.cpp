@@ -332,6 +332,29 @@ private slots:
                                   R"("port":2}]})"}));
     }
 
+    // The late answer of the TCP bridge's downlink is not taken for the write's that follows it.
+    void downlinkOfAWriteGetsItsOwnAnswer()
+    {
+        login();
+        QList<API::SDownlinkFrame> frames{{QStringLiteral("00AA"), 11, true, QByteArray::fromHex("1100d7")}};
+        m_handler->setDownlinkSource([&frames]() -> std::optional<API::SDownlinkFrame> {
+            return frames.isEmpty() ? std::nullopt : std::optional(frames.takeFirst());
+        });
+        QSignalSpy steps(m_handler, &CServerHandler::downlinkStep);
+        m_handler->sendDeviceData(QStringLiteral("abCD"), "0401");
+        m_handler->downlinkWaiting();
+        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 2);
+        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).last(),
+                 QStringLiteral(R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"1100d7","devEui":"00AA",)"
+                                R"("port":11}]})"));
+        m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", false}, {"err_string", "bridge"}});
+        m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", true}});
+        QTRY_COMPARE(steps.size(), 2);
+        QCOMPARE(steps.at(0).at(0).value<CServerHandler::EDownlinkStep>(), CServerHandler::DownlinkSent);
+        QCOMPARE(steps.at(1).at(0).value<CServerHandler::EDownlinkStep>(), CServerHandler::DownlinkAccepted);
+        m_handler->setDownlinkSource({});
+    }
+
     void reconnectUsesLastValidServer()
     {
         login();
