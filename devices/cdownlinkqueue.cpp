@@ -119,53 +119,69 @@ CDownlinkQueue::SEntryState *CDownlinkQueue::entryAt(quint16 port, quint32 addre
 quint8 CDownlinkQueue::write(quint16 port, quint16 startAddress, const QList<quint16> &words)
 {
     CStatusBoard::getInstance()->writeReceived();
+    const SWrite write{port, startAddress, words};
     QMap<SEntryState *, Words> byEntry;
-    for (int index = 0; index < words.size(); ++index) {
-        const quint32 address = quint32(startAddress) + quint32(index);
+    if (const quint8 code = sortByEntry(write, byEntry))
+        return code;
+    QMap<SEntryState *, SQueued> payloads;
+    if (const quint8 code = buildPayloads(write, byEntry, payloads))
+        return code;
+    queue(write, payloads);
+    return 0;
+}
+
+// Every register of the write must belong to a downlink field.
+quint8 CDownlinkQueue::sortByEntry(const SWrite &write, QMap<SEntryState *, Words> &byEntry)
+{
+    for (int index = 0; index < write.words.size(); ++index) {
+        const quint32 address = quint32(write.startAddress) + quint32(index);
         qint32 offset = 0;
-        SEntryState *state = address <= 0xFFFF ? entryAt(port, address, &offset) : nullptr;
+        SEntryState *state = address <= 0xFFFF ? entryAt(write.port, address, &offset) : nullptr;
         if (state) {
-            byEntry[state].insert(offset, words.at(index));
+            byEntry[state].insert(offset, write.words.at(index));
             continue;
         }
-        const bool onDevice = std::any_of(m_devices.cbegin(), m_devices.cend(), [port, address](const SDeviceSpan &span) {
-            return span.port == port && address >= span.first && address <= span.last;
-        });
+        const auto covers = [&write, address](const SDeviceSpan &span) {
+            return span.port == write.port && address >= span.first && address <= span.last;
+        };
         // A device without downlinks refuses writes as it always did.
-        if (!onDevice)
-            return refuse(port, startAddress, words, kIllegalFunction, QStringLiteral("no device here takes writes"));
-        return refuse(port, startAddress, words, kIllegalDataAddress,
-                      QStringLiteral("register %1 belongs to no downlink").arg(address));
+        if (std::none_of(m_devices.cbegin(), m_devices.cend(), covers))
+            return refuse(write, kIllegalFunction, QStringLiteral("no device here takes writes"));
+        return refuse(write, kIllegalDataAddress, QStringLiteral("register %1 belongs to no downlink").arg(address));
     }
+    return 0;
+}
 
-    struct SQueued
-    {
-        Words full;
-        QByteArray payload;
-    };
-    QMap<SEntryState *, SQueued> queued;
+// Nothing is queued unless every entry the write touches takes it.
+quint8 CDownlinkQueue::buildPayloads(const SWrite &write, const QMap<SEntryState *, Words> &byEntry,
+                                     QMap<SEntryState *, SQueued> &payloads) const
+{
     for (auto it = byEntry.cbegin(); it != byEntry.cend(); ++it) {
         const std::optional<Words> full = completed(*it.key(), it.value());
         if (!full) {
-            return refuse(port, startAddress, words, kServerDeviceFailure,
+            return refuse(write, kServerDeviceFailure,
                           QStringLiteral("the register file could not be read for the registers left out"));
         }
         for (const SDownlinkField &field : it.key()->entry.fields) {
-            const bool written = std::any_of(it.value().keyBegin(), it.value().keyEnd(), [&field](qint32 offset) {
+            const bool written = std::any_of(it->keyBegin(), it->keyEnd(), [&field](qint32 offset) {
                 return offset >= field.regMapBias && offset < field.regMapBias + field.registerCount();
             });
             const QString outside = written ? CDownlinkEncoder::outsideLimits(field, *full) : QString();
             if (!outside.isEmpty())
-                return refuse(port, startAddress, words, kIllegalDataValue, outside);
+                return refuse(write, kIllegalDataValue, outside);
         }
         const CDownlinkEncoder::SResult result = CDownlinkEncoder::encode(it.key()->entry, *full);
         if (!result.ok())
-            return refuse(port, startAddress, words, kIllegalDataValue, result.refusal);
-        queued.insert(it.key(), {*full, result.payload});
+            return refuse(write, kIllegalDataValue, result.refusal);
+        payloads.insert(it.key(), {*full, result.payload});
     }
+    return 0;
+}
 
+void CDownlinkQueue::queue(const SWrite &write, const QMap<SEntryState *, SQueued> &payloads)
+{
     const qint64 now = nowMs();
-    for (auto it = queued.cbegin(); it != queued.cend(); ++it) {
+    for (auto it = payloads.cbegin(); it != payloads.cend(); ++it) {
         SEntryState &state = *it.key();
         const QString replaced = state.pending ? QStringLiteral(", replacing the unsent %1").arg(hexOf(*state.pending))
                                                : QString();
@@ -175,21 +191,20 @@ quint8 CDownlinkQueue::write(quint16 port, quint16 startAddress, const QList<qui
         setStatus(state, SDownlink::Pending);
         CLogFile::addLog(QStringLiteral("INFO: [CDownlinkQueue] Write on port %1 at %2: %3 for %4: payload %5 waits "
                                         "to be sent%6.")
-                                 .arg(QString::number(port), QString::number(startAddress), wordList(words),
-                                      describe(state), hexOf(it->payload), replaced));
+                                 .arg(QString::number(write.port), QString::number(write.startAddress),
+                                      wordList(write.words), describe(state), hexOf(it->payload), replaced));
     }
     m_tick->start();
     askForTurn();
-    return 0;
 }
 
-quint8 CDownlinkQueue::refuse(quint16 port, quint16 startAddress, const QList<quint16> &words, quint8 code,
-                              const QString &reason) const
+quint8 CDownlinkQueue::refuse(const SWrite &write, quint8 code, const QString &reason)
 {
     CLogFile::addLog(QStringLiteral("WARNING: [CDownlinkQueue] Write on port %1 at %2: %3 refused with exception "
                                     "%4: %5.")
-                             .arg(QString::number(port), QString::number(startAddress), wordList(words),
-                                  QStringLiteral("%1").arg(code, 2, 16, QLatin1Char('0')), reason));
+                             .arg(QString::number(write.port), QString::number(write.startAddress),
+                                  wordList(write.words), QStringLiteral("%1").arg(code, 2, 16, QLatin1Char('0')),
+                                  reason));
     return code;
 }
 

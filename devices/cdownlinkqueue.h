@@ -74,13 +74,31 @@ private:
 
     using Words = QMap<qint32, quint16>;
 
+    struct SWrite
+    {
+        quint16 port = 0;
+        quint16 startAddress = 0;
+        const QList<quint16> &words;
+    };
+
+    // What an entry sends for a write: its registers with those left out.
+    struct SQueued
+    {
+        Words full;
+        QByteArray payload;
+    };
+
     void stepTaken(CServerHandler::EDownlinkStep step, const QString &reason);
     void tick();
     void askForTurn();
     void setStatus(SEntryState &state, quint16 status);
     bool isDue(const SEntryState &state, qint64 now) const;
-    quint8 refuse(quint16 port, quint16 startAddress, const QList<quint16> &words, quint8 code,
-                  const QString &reason) const;
+    // Each step answers 0, or the exception code with the write's log line.
+    quint8 sortByEntry(const SWrite &write, QMap<SEntryState *, Words> &byEntry);
+    quint8 buildPayloads(const SWrite &write, const QMap<SEntryState *, Words> &byEntry,
+                         QMap<SEntryState *, SQueued> &payloads) const;
+    void queue(const SWrite &write, const QMap<SEntryState *, SQueued> &payloads);
+    static quint8 refuse(const SWrite &write, quint8 code, const QString &reason);
     // The entry's words with what the write leaves out: last written, else stored.
     std::optional<Words> completed(const SEntryState &state, const Words &written) const;
     QString describe(const SEntryState &state) const;
