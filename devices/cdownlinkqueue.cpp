@@ -222,8 +222,9 @@ std::optional<CDownlinkQueue::Words> CDownlinkQueue::completed(const SEntryState
             continue;
         // What the device last reported stands for a value never written.
         CDataBaseHandler *store = CDataBaseHandler::getInstance();
+        const quint32 address = state.startAddr + quint32(first);
         const std::optional<QMap<quint16, quint16>> stored =
-                store ? store->readRegisters(state.port, state.startAddr + quint32(first), quint32(field.registerCount()),
+                store ? store->readRegisters(state.port, address, quint32(field.registerCount()),
                                              CDataBaseHandler::kReadWaitMs)
                       : std::nullopt;
         if (!stored)

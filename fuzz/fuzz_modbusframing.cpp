@@ -36,7 +36,8 @@ const char *const kDownlinks = R"({"app_eui":"F1A7C0DE000000A1","dev_type":"t","
     {"name":"b","port":2,"packet_type":2,"status_reg":23,"status_time_reg":24,"packet_fields":[
         {"data_name":"b","reg_map_bias":1,"reg_bit_size":32,"packet_bias":1,"data_bit_size":16,
          "data_type":"uinteger","multiplier":0.25,"offset":-3},
-        {"data_name":"c","reg_map_bias":3,"reg_bit_size":64,"packet_bias":3,"data_bit_size":48,"data_type":"text"}]}]})";
+        {"data_name":"c","reg_map_bias":3,"reg_bit_size":64,"packet_bias":3,"data_bit_size":48,
+         "data_type":"text"}]}]})";
 
 void dropMessage(QtMsgType, const QMessageLogContext &, const QString &)
 {

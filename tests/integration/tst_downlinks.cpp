@@ -217,8 +217,8 @@ private slots:
         QTest::newRow("6: off hour alone keeps the on hour of the last write taken")
                 << true << writeSingle(1003, 22) << hex(echo6 + "03eb 0016")
                 << QStringList{downlinkRequest("120916", 12, false)};
-        QTest::newRow("6: above the set-point's max") << true << writeSingle(1000, 301) << hex("0102 0000 0003 11 86 03")
-                                                      << QStringList();
+        QTest::newRow("6: above the set-point's max")
+                << true << writeSingle(1000, 301) << hex("0102 0000 0003 11 86 03") << QStringList();
         QTest::newRow("6: hour of 24") << true << writeSingle(1002, 24) << hex("0102 0000 0003 11 86 03")
                                        << QStringList();
         QTest::newRow("16: a register without a downlink refuses the whole write")
