@@ -6,6 +6,7 @@
 #include "database/registerwords.h"
 #include "devices/cdownlinkencoder.h"
 #include "server/sessiontimers.h"
+#include "tcp/cmodbusframing.h"
 
 #include <QDateTime>
 #include <QTimer>
@@ -16,10 +17,6 @@ namespace {
 
 constexpr int kTickMs = 1000;
 constexpr qint64 kMsPerSecond = 1000;
-constexpr quint8 kIllegalFunction = 1;
-constexpr quint8 kIllegalDataAddress = 2;
-constexpr quint8 kIllegalDataValue = 3;
-constexpr quint8 kServerDeviceFailure = 4;
 
 qint64 nowMs()
 {
@@ -146,8 +143,8 @@ quint8 CDownlinkQueue::sortByEntry(const SWrite &write, QMap<SEntryState *, Word
         };
         // A device without downlinks refuses writes as it always did.
         if (std::none_of(m_devices.cbegin(), m_devices.cend(), covers))
-            return refuse(write, kIllegalFunction, QStringLiteral("no device here takes writes"));
-        return refuse(write, kIllegalDataAddress, QStringLiteral("register %1 belongs to no downlink").arg(address));
+            return refuse(write, CModbusFraming::IllegalFunction, QStringLiteral("no device here takes writes"));
+        return refuse(write, CModbusFraming::IllegalDataAddress, QStringLiteral("register %1 belongs to no downlink").arg(address));
     }
     return 0;
 }
@@ -159,7 +156,7 @@ quint8 CDownlinkQueue::buildPayloads(const SWrite &write, const QMap<SEntryState
     for (auto it = byEntry.cbegin(); it != byEntry.cend(); ++it) {
         const std::optional<Words> full = completed(*it.key(), it.value());
         if (!full) {
-            return refuse(write, kServerDeviceFailure,
+            return refuse(write, CModbusFraming::ServerDeviceFailure,
                           QStringLiteral("the register file could not be read for the registers left out"));
         }
         for (const SDownlinkField &field : it.key()->entry.fields) {
@@ -168,11 +165,11 @@ quint8 CDownlinkQueue::buildPayloads(const SWrite &write, const QMap<SEntryState
             });
             const QString outside = written ? CDownlinkEncoder::outsideLimits(field, *full) : QString();
             if (!outside.isEmpty())
-                return refuse(write, kIllegalDataValue, outside);
+                return refuse(write, CModbusFraming::IllegalDataValue, outside);
         }
         const CDownlinkEncoder::SResult result = CDownlinkEncoder::encode(it.key()->entry, *full);
         if (!result.ok())
-            return refuse(write, kIllegalDataValue, result.refusal);
+            return refuse(write, CModbusFraming::IllegalDataValue, result.refusal);
         payloads.insert(it.key(), {*full, result.payload});
     }
     return 0;
@@ -245,7 +242,7 @@ void CDownlinkQueue::overlay(quint16 port, quint16 startAddress, quint16 count, 
             continue;
         const quint32 status = state.startAddr + quint32(state.entry.statusReg);
         const quint32 time = state.startAddr + quint32(state.entry.statusTimeReg);
-        const QList<std::pair<quint32, quint16>> registers{
+        const std::pair<quint32, quint16> registers[] = {
                 {status, state.status}, {time, quint16(state.statusTime >> 16)}, {time + 1, quint16(state.statusTime)}};
         for (const auto &[address, word] : registers) {
             if (address < startAddress || address >= end)

@@ -20,10 +20,6 @@ namespace {
 constexpr quint16 kPort = 502;
 constexpr int kAnswerHeadSize = 9;
 constexpr quint8 kExceptionFlag = 0x80;
-constexpr quint8 kIllegalFunction = 1;
-constexpr quint8 kIllegalDataAddress = 2;
-constexpr quint8 kIllegalDataValue = 3;
-constexpr quint8 kServerDeviceFailure = 4;
 constexpr int kWriteEchoSize = 12;
 
 // Writes of the stored device become downlinks: a narrow signed value with
@@ -81,8 +77,8 @@ void checkAnswer(const QByteArray &answer)
     if (function & kExceptionFlag) {
         const quint8 code = quint8(answer.at(8));
         if (answer.size() != kAnswerHeadSize || wordAt(answer, 4) != 3
-            || (code != kIllegalFunction && code != kIllegalDataAddress && code != kIllegalDataValue
-                && code != kServerDeviceFailure))
+            || (code != CModbusFraming::IllegalFunction && code != CModbusFraming::IllegalDataAddress
+                && code != CModbusFraming::IllegalDataValue && code != CModbusFraming::ServerDeviceFailure))
             std::abort();
         return;
     }

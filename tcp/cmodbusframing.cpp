@@ -20,11 +20,6 @@ constexpr quint16 kMaxWriteCount = 123;     // what one frame of 260 bytes holds
 constexpr int kWriteHeadSize = 13;          // MBAP, unit, function, address, count, byte count
 constexpr quint16 kWriteEchoLength = 6;
 constexpr quint8 kExceptionFlag = 0x80;
-constexpr quint8 kIllegalFunction = 1;
-constexpr quint8 kIllegalDataAddress = 2;
-constexpr quint8 kIllegalDataValue = 3;
-constexpr quint8 kServerDeviceFailure = 4;
-constexpr quint8 kGatewayTargetFailed = 0x0B;
 constexpr quint16 kExceptionLength = 3;
 constexpr int kAnswerHeadSize = 9;
 
@@ -178,7 +173,7 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
     else if ((function == kWriteSingleRegister || function == kWriteMultipleRegisters) && m_source.write)
         reply = answerWrite(mbap, header, frameSize);
     else
-        reply = exceptionAnswer(mbap, header, kIllegalFunction);
+        reply = exceptionAnswer(mbap, header, IllegalFunction);
     const bool mayContinue = m_sender(reply);
     journal(QLatin1String("INFO: [CConnectionHandler] ANS: < ") + QString::fromLatin1(reply.toHex())
             + QLatin1String(" >"));
@@ -190,18 +185,18 @@ bool CModbusFraming::answerRequest(const SModbusMBAP &mbap, const SModbusTcpPack
 QByteArray CModbusFraming::answerRead(const SModbusMBAP &mbap, const SModbusTcpPacketHeader &header)
 {
     if (m_source.targetFailed && m_source.targetFailed(m_port, header.startAddress, header.registerCount))
-        return exceptionAnswer(mbap, header, kGatewayTargetFailed);
+        return exceptionAnswer(mbap, header, GatewayTargetFailed);
     const std::optional<QMap<quint16, quint16>> words =
             m_source.read(m_port, header.startAddress, header.registerCount);
     if (words && words->isEmpty() && header.registerCount > 0)
-        return exceptionAnswer(mbap, header, kIllegalDataAddress);
+        return exceptionAnswer(mbap, header, IllegalDataAddress);
     if (words)
         return answer(mbap, header, *words);
     CLogFile::addLog(QStringLiteral("ERROR: [CConnectionHandler] Registers from %1 of port %2 could not be "
                                     "read from the register file: exception 04 answered.")
                              .arg(QString::number(header.startAddress), QString::number(m_port)),
                      CLogFile::LogError);
-    return exceptionAnswer(mbap, header, kServerDeviceFailure);
+    return exceptionAnswer(mbap, header, ServerDeviceFailure);
 }
 
 // Answered at once with the standard echo once the write is taken: what
@@ -216,7 +211,7 @@ QByteArray CModbusFraming::answerWrite(const SModbusMBAP &mbap, const SModbusTcp
         const quint16 count = header.registerCount;
         const int byteCount = frameSize > kWriteHeadSize - 1 ? quint8(m_requestBuffer.at(kWriteHeadSize - 1)) : -1;
         if (count == 0 || count > kMaxWriteCount || byteCount != 2 * count || frameSize < kWriteHeadSize + byteCount)
-            return exceptionAnswer(mbap, header, kIllegalDataValue);
+            return exceptionAnswer(mbap, header, IllegalDataValue);
         for (int word = 0; word < count; ++word)
             words.append(wordAt(m_requestBuffer, kWriteHeadSize + 2 * word));
     }

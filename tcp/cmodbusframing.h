@@ -30,6 +30,15 @@ public:
         quint16 registerCount = 0;
     };
 
+    // The exception codes this bridge answers with.
+    enum EException : quint8 {
+        IllegalFunction = 1,
+        IllegalDataAddress = 2,
+        IllegalDataValue = 3,
+        ServerDeviceFailure = 4,
+        GatewayTargetFailed = 0x0B,
+    };
+
     using Sender = std::function<bool(const QByteArray &answer)>;
     // Address to word for every address of a read of the port; nothing when
     // the registers cannot be read now, and no word at all for a read of
