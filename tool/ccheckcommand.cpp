@@ -139,8 +139,7 @@ int CCheckCommand::reportTemplate(const SDeviceTemplate &deviceTemplate, QTextSt
         out << kIndent << describeDownlink(entry) << Qt::endl;
     if (deviceTemplate.refusedDownlinks > 0) {
         out << kIndent
-            << QStringLiteral("warning: %1 downlink entr%2 refused (see above): writes to %3 registers answer "
-                              "exception 02")
+            << QStringLiteral("warning: %1 downlink entr%2 refused (see above): %3 registers take no writes")
                        .arg(deviceTemplate.refusedDownlinks)
                        .arg(deviceTemplate.refusedDownlinks == 1 ? QStringLiteral("y") : QStringLiteral("ies"),
                             deviceTemplate.refusedDownlinks == 1 ? QStringLiteral("its") : QStringLiteral("their"))
