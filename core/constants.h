@@ -362,6 +362,7 @@ inline const QString connection = QStringLiteral("server");
 inline const QString registerTable = QStringLiteral("dev_data");
 inline const QString deviceTable = QStringLiteral("devices");
 inline const QString tcpDeviceTable = QStringLiteral("devicesTCP");
+// Kept with the rest of the vocabulary, as it stands; nothing reads it.
 inline const QString dalete = QStringLiteral("dalete");
 // Opt-in, beside the register rows: the decimals a scaled value keeps.
 inline const QString decimalsTable = QStringLiteral("dev_data_decimals");

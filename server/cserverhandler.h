@@ -63,8 +63,6 @@ signals:
     void sessionChanged(bool loggedIn, QString description);
     // One step of the downlink that the source gave last.
     void downlinkStep(CServerHandler::EDownlinkStep step, QString reason);
-    // Declared for the interface; nothing emits it.
-    void dataForDeviceReceived(QString _devEui, QList<API::SApiDeviceData> _packets);
 
 public slots:
     void socketConnectedSlot();

@@ -90,12 +90,6 @@ void CConnectionHandler::resumeAnswers()
     readyReadSlot();
 }
 
-QByteArray CConnectionHandler::getAnswerDataSlot(SModbusMBAP _mbap, SModbusTcpPacketHeader _header,
-                                                 QMap<quint16, quint16> _data)
-{
-    return CModbusFraming::answer(_mbap, _header, _data);
-}
-
 void CConnectionHandler::incomingTCPDataHandler()
 {
     const QByteArray hex = readAll().toHex();

@@ -32,8 +32,6 @@ public slots:
     void readyReadSlot();
     void incomingTCPDataHandler();
     void disconnectedSlot();
-    QByteArray getAnswerDataSlot(SModbusMBAP _mbap, SModbusTcpPacketHeader _header,
-                                 QMap<quint16, quint16> _data);
 
 private:
     bool sendAnswer(const QByteArray &answer);

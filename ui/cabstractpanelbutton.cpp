@@ -1,15 +1,13 @@
 #include "cabstractpanelbutton.h"
 
+#include "ui/panelpainting.h"
 #include "ui/theme.h"
 
 #include <QDebug>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPainter>
 #include <QPropertyAnimation>
-#include <QStyle>
-#include <QStyleOptionButton>
 #include <QVBoxLayout>
 
 namespace {
@@ -167,16 +165,8 @@ void CAbstractPanelButton::setExtraGroupVisible(bool visible)
 
 void CAbstractPanelButton::paintEvent(QPaintEvent *)
 {
-    QPainter painter(this);
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter.setFont(font());
-    painter.setPen(Qt::NoPen);
-    QStyleOptionButton option;
-    option.initFrom(this);
-    // The style sheet then gives a checked entry its :pressed background.
-    if (isChecked() || isDown())
-        option.state |= QStyle::State_Sunken;
-    style()->drawControl(QStyle::CE_PushButton, &option, &painter, this);
+    // The style sheet gives a checked entry its :pressed background.
+    PanelPainting::paintButtonBackground(this, isChecked() || isDown());
 }
 
 bool CAbstractPanelButton::groupHasItems() const

@@ -1,12 +1,11 @@
 #include "csearcheditwidget.h"
 
+#include "ui/panelpainting.h"
+
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPainter>
 #include <QPushButton>
-#include <QStyle>
-#include <QStyleOptionButton>
 
 namespace {
 constexpr int kButtonSize = 26;
@@ -77,11 +76,5 @@ void CSearchEditWidget::clear()
 
 void CSearchEditWidget::paintEvent(QPaintEvent *)
 {
-    QPainter painter(this);
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter.setFont(font());
-    painter.setPen(Qt::NoPen);
-    QStyleOptionButton option;
-    option.initFrom(this);
-    style()->drawControl(QStyle::CE_PushButton, &option, &painter, this);
+    PanelPainting::paintButtonBackground(this);
 }

@@ -40,7 +40,6 @@ constexpr int kDeviceButtonSize = 40;
 constexpr int kListStretch = 50;
 constexpr int kModBusPage = 0;
 constexpr int kTcpPage = 1;
-constexpr int kMqttPage = 2;
 constexpr double kDevicePaneShare = 0.4;
 constexpr double kRegisterPaneShare = 0.6;
 constexpr Qt::Alignment kCentred = Qt::AlignHCenter | Qt::AlignVCenter;
@@ -507,11 +506,6 @@ void MainWindow::showModBusFields(bool)
 void MainWindow::showTCPFields(bool)
 {
     m_pageStack->setCurrentIndex(kTcpPage);
-}
-
-void MainWindow::showMQTTFields(bool)
-{
-    m_pageStack->setCurrentIndex(kMqttPage);
 }
 
 void MainWindow::openGlobalSettings()

@@ -50,7 +50,6 @@ public slots:
     void changeServerStatusSlot(COMM::EServerStatus _status);
     void showModBusFields(bool state);
     void showTCPFields(bool state);
-    void showMQTTFields(bool state);
     void openGlobalSettings();
     void refreshDevicesSlot(QString _search = QString());
     void refreshDevicesTCPSlot(QString _search = QString());

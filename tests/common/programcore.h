@@ -60,9 +60,9 @@ public:
     ProgramCore(const ProgramCore &) = delete;
     ProgramCore &operator=(const ProgramCore &) = delete;
 
-    // Stores a device with the registers of its template, as the add form does.
-    static bool storeDevice(const QString &devEui, const QString &appEui, const QString &name, quint32 startAddr,
-                            quint16 port, ProtocolOption protocol)
+    // A device with the registers of its template, as the add form makes it.
+    static DB::SDeviceRegMapDescription deviceOf(const QString &devEui, const QString &appEui, const QString &name,
+                                                 quint32 startAddr, quint16 port, ProtocolOption protocol)
     {
         DB::SDeviceRegMapDescription device;
         if (protocol == ProtocolOption::ModBus)
@@ -72,7 +72,23 @@ public:
         device.name = name;
         device.startAddr = startAddr;
         device.port = port;
-        return CDataBaseHandler::getInstance()->registerNewDevice(device, protocol);
+        return device;
+    }
+
+    static bool storeDevice(const QString &devEui, const QString &appEui, const QString &name, quint32 startAddr,
+                            quint16 port, ProtocolOption protocol)
+    {
+        return CDataBaseHandler::getInstance()->registerNewDevice(
+                deviceOf(devEui, appEui, name, startAddr, port, protocol), protocol);
+    }
+
+    // Stores the device and publishes it, as the main window does with the stored ones at start.
+    static bool publishDevice(const DB::SDeviceRegMapDescription &device, ProtocolOption protocol)
+    {
+        if (!CDataBaseHandler::getInstance()->registerNewDevice(device, protocol))
+            return false;
+        CAllDeviceHandler::getInstance()->addNewDevice(device, protocol);
+        return true;
     }
 
     // Lets the uplinks handed to the store so far be written, and their

@@ -50,18 +50,12 @@ class TestDataPath : public QObject
     void publish(const QString &devEui, const QString &appEui, quint32 startAddr, quint16 port,
                  ProtocolOption protocol)
     {
-        DB::SDeviceRegMapDescription device = m_registry->registerMap(appEui);
-        device.devEui = devEui;
-        device.appEui = appEui;
-        device.name = devEui;
-        device.startAddr = startAddr;
-        device.port = port;
+        DB::SDeviceRegMapDescription device = ProgramCore::deviceOf(devEui, appEui, devEui, startAddr, port, protocol);
         for (DB::SDeviceRegDescription &reg : device.regs) {
             if (reg.regAddr == kClimateTemperature)
                 reg.gratingPeriod = 0.1;
         }
-        QVERIFY(CDataBaseHandler::getInstance()->registerNewDevice(device, protocol));
-        m_registry->addNewDevice(device, protocol);
+        QVERIFY(ProgramCore::publishDevice(device, protocol));
     }
 
     void push(const QString &devEui, const QByteArray &payload)

@@ -103,14 +103,10 @@ class TestDownlinks : public QObject
 
     void publish(const QString &devEui, const QString &appEui, quint16 port)
     {
-        QVERIFY(ProgramCore::storeDevice(devEui, appEui, devEui, appEui == kClimateEui ? 2000 : kStart, port,
-                                         ProtocolOption::ModBus));
-        DB::SDeviceRegMapDescription device;
-        device.devEui = devEui;
-        device.appEui = appEui;
-        device.startAddr = appEui == kClimateEui ? 2000 : kStart;
-        device.port = port;
-        CAllDeviceHandler::getInstance()->addNewDevice(device, ProtocolOption::ModBus);
+        const quint32 startAddr = appEui == kClimateEui ? 2000 : kStart;
+        QVERIFY(ProgramCore::publishDevice(
+                ProgramCore::deviceOf(devEui, appEui, devEui, startAddr, port, ProtocolOption::ModBus),
+                ProtocolOption::ModBus));
     }
 
     void logIn()

@@ -81,13 +81,8 @@ class TestStatusBlock : public QObject
     void publish(const QString &devEui, quint32 startAddr, quint16 port, ProtocolOption protocol)
     {
         const QString appEui = protocol == ProtocolOption::TCP ? QStringLiteral("F1A7C0DE00000303") : kClimateTemplate;
-        QVERIFY(ProgramCore::storeDevice(devEui, appEui, devEui, startAddr, port, protocol));
-        DB::SDeviceRegMapDescription device;
-        device.devEui = devEui;
-        device.appEui = appEui;
-        device.startAddr = startAddr;
-        device.port = port;
-        m_registry->addNewDevice(device, protocol);
+        QVERIFY(ProgramCore::publishDevice(ProgramCore::deviceOf(devEui, appEui, devEui, startAddr, port, protocol),
+                                           protocol));
     }
 
 private slots:
