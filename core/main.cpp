@@ -94,6 +94,8 @@ int main(int argc, char *argv[])
     QObject::connect(CServerHandler::getInstance(), &CServerHandler::newPacketReceived, allDeviceHandler,
                      &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
     allDeviceHandler->downlinkQueue()->attach(CServerHandler::getInstance());
+    QObject::connect(allDeviceHandler, &CAllDeviceHandler::tcpDownlink, CServerHandler::getInstance(),
+                     &CServerHandler::sendDeviceData);
 
     CAddNewDeviceForm *addNewDeviceForm = CAddNewDeviceForm::getInstance();
     QObject::connect(CServerHandler::getInstance(), &CServerHandler::getDevicesListResp, addNewDeviceForm,

@@ -17,32 +17,8 @@
 
 namespace {
 
-// First payload bytes of the TCP device frames that carry a chunk: 3, 5, 6 and 13.
-constexpr quint32 kTcpChunkFrameMask = 0x2068;
-constexpr qint8 kHighestChunkFrameType = 13;
-constexpr qint8 kShiftedFrameType = 5;
 // Beyond this many, unknown devices are still counted but no longer named.
 constexpr int kMaxUnknownDevicesNamed = 1000;
-
-struct SChunkLayout
-{
-    int sizeOffset;     // two bytes, added as 8-bit numbers
-    int lengthOffset;   // then chunk number, total and the data
-};
-
-constexpr SChunkLayout kChunkLayout{2, 4};
-constexpr SChunkLayout kShiftedChunkLayout{6, 8};
-
-quint8 byteAt(const QByteArray &bytes, int index)
-{
-    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
-}
-
-bool isChunkFrame(const QByteArray &payload)
-{
-    const qint8 type = qint8(payload.at(0));
-    return type >= 0 && type <= kHighestChunkFrameType && (kTcpChunkFrameMask >> type) & 1u;
-}
 
 template<typename T>
 QList<STemplateInfo> summaries(const QMap<QString, T> &templates)
@@ -301,6 +277,8 @@ void CAllDeviceHandler::addNewDevice(DB::SDeviceRegMapDescription _devInfo, Prot
         auto *handler = new CDeviceHandler(port, Protocol, _devInfo.devEui, this);
         if (Protocol == ProtocolOption::ModBus)
             handler->setRegisterSource(deviceSource(port));
+        else
+            connect(handler, &CDeviceHandler::downlinkData, this, &CAllDeviceHandler::tcpDownlink);
         handlers.insert(port, handler);
     }
     handlers.value(port)->appendDevice(_devInfo.devEui);
@@ -380,7 +358,7 @@ void CAllDeviceHandler::newPacketReceivedSlot(API::SApiDeviceData _devData)
     }
     if (_devData.data.isEmpty())
         return;
-    if (isTcpDevice && isChunkFrame(_devData.data))
+    if (isTcpDevice && CDeviceHandler::isChunkFrame(_devData.data))
         parsingDataFromDevice(_devData);
     else if (m_modbusDevices.contains(_devData.devEui))
         processDataSlot(_devData);
@@ -440,15 +418,8 @@ void CAllDeviceHandler::parsingDataFromDevice(API::SApiDeviceData _devData)
     if (payload.isEmpty())
         return;
 
-    const SChunkLayout layout = qint8(payload.at(0)) == kShiftedFrameType ? kShiftedChunkLayout : kChunkLayout;
-    CDeviceHandler::SChunkInfo info;
-    info.size = quint8(byteAt(payload, layout.sizeOffset) + byteAt(payload, layout.sizeOffset + 1));
-    info.current = quint8(byteAt(payload, layout.lengthOffset + 1) + 1);
-    info.total = byteAt(payload, layout.lengthOffset + 2);
-    const qint8 length = qint8(byteAt(payload, layout.lengthOffset));
-    const QByteArray chunk = payload.mid(layout.lengthOffset + 3, length);
-
+    const CDeviceHandler::SChunk chunk = CDeviceHandler::chunkOf(payload);
     CDeviceHandler *handler = m_tcpHandlers.value(m_tcpDevices.value(_devData.devEui));
     if (handler)
-        handler->sendTCPData(chunk, info);
+        handler->sendTCPData(chunk.data, chunk.info);
 }

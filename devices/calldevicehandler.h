@@ -72,6 +72,8 @@ public:
 
 signals:
     void newDataForDevice(QString _devEui);
+    // What a client of a TCP device's port sent: the downlink text for the device.
+    void tcpDownlink(QString _devEui, QByteArray _hexData);
 
 public slots:
     void init();

@@ -1,7 +1,6 @@
 #include "cconnectionhandler.h"
 
 #include "core/clogfile.h"
-#include "server/cserverhandler.h"
 
 #include <QDebug>
 
@@ -96,7 +95,7 @@ void CConnectionHandler::incomingTCPDataHandler()
     CLogFile::addLog(QStringLiteral("INFO: [CDeviceHandler::incomingTCPDataHandler] Recived data [%1] from a TCP "
                                     "socket from a port %2.")
                              .arg(QString::fromLatin1(hex), QString::number(m_port)));
-    CServerHandler::getInstance()->sendDeviceData(m_devEui, kDownlinkDataPrefix + hex);
+    emit downlinkData(m_devEui, kDownlinkDataPrefix + hex);
 }
 
 void CConnectionHandler::sendTCPDataToSocket(const QByteArray &data)

@@ -28,6 +28,10 @@ public:
 
     void sendTCPDataToSocket(const QByteArray &data);
 
+signals:
+    // What a client of a TCP device's port sent, as the downlink text for the device.
+    void downlinkData(QString _devEui, QByteArray _hexData);
+
 public slots:
     void readyReadSlot();
     void incomingTCPDataHandler();

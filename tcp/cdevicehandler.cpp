@@ -25,6 +25,25 @@ constexpr int kKeepAliveIdleS = 60;
 constexpr int kKeepAliveIntervalS = 10;
 constexpr int kKeepAliveProbes = 6;
 
+// First payload bytes of the TCP device frames that carry a chunk: 3, 5, 6 and 13.
+constexpr quint32 kTcpChunkFrameMask = 0x2068;
+constexpr qint8 kHighestChunkFrameType = 13;
+constexpr qint8 kShiftedFrameType = 5;
+
+struct SChunkLayout
+{
+    int sizeOffset;     // two bytes, added as 8-bit numbers
+    int lengthOffset;   // then chunk number, total and the data
+};
+
+constexpr SChunkLayout kChunkLayout{2, 4};
+constexpr SChunkLayout kShiftedChunkLayout{6, 8};
+
+quint8 byteAt(const QByteArray &bytes, int index)
+{
+    return index < bytes.size() ? quint8(bytes.at(index)) : 0;
+}
+
 void enableKeepAlive(CConnectionHandler *connection)
 {
     connection->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
@@ -150,6 +169,7 @@ void CDeviceHandler::incomingConnection(qintptr socketDescriptor)
                                               this);
     connection->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     connect(connection, &QObject::destroyed, [] { --liveConnections; });
+    connect(connection, &CConnectionHandler::downlinkData, this, &CDeviceHandler::downlinkData);
     enableKeepAlive(connection);
 }
 
@@ -232,4 +252,24 @@ void CDeviceHandler::waitingTimeout()
                              .arg(m_firstDevEui));
     m_tcpBuffer.clear();
     m_waitTimer->stop();
+}
+
+bool CDeviceHandler::isChunkFrame(const QByteArray &payload)
+{
+    if (payload.isEmpty())
+        return false;
+    const qint8 type = qint8(payload.at(0));
+    return type >= 0 && type <= kHighestChunkFrameType && (kTcpChunkFrameMask >> type) & 1u;
+}
+
+CDeviceHandler::SChunk CDeviceHandler::chunkOf(const QByteArray &payload)
+{
+    const SChunkLayout layout = qint8(payload.at(0)) == kShiftedFrameType ? kShiftedChunkLayout : kChunkLayout;
+    SChunk chunk;
+    chunk.info.size = quint8(byteAt(payload, layout.sizeOffset) + byteAt(payload, layout.sizeOffset + 1));
+    chunk.info.current = quint8(byteAt(payload, layout.lengthOffset + 1) + 1);
+    chunk.info.total = byteAt(payload, layout.lengthOffset + 2);
+    const qint8 length = qint8(byteAt(payload, layout.lengthOffset));
+    chunk.data = payload.mid(layout.lengthOffset + 3, length);
+    return chunk;
 }

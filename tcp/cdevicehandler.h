@@ -29,7 +29,19 @@ public:
         quint16 size = 0;       // stated size of the whole message
     };
 
+    // The chunk that a TCP device's uplink carries, with its place in the message.
+    struct SChunk
+    {
+        QByteArray data;
+        SChunkInfo info;
+    };
+
     CDeviceHandler(quint16 port, ProtocolOption protocol, const QString &devEui, QObject *parent = nullptr);
+
+    // Whether a TCP device's payload is a frame that carries a chunk (types 3, 5, 6 and 13).
+    static bool isChunkFrame(const QByteArray &payload);
+    // Frame type 5 has its own offsets; every other type those of type 3.
+    static SChunk chunkOf(const QByteArray &payload);
     ~CDeviceHandler() override;
 
     quint16 listenPort() const { return m_port; }
@@ -44,6 +56,10 @@ public:
     // unless set.
     void setListenRetryInterval(int milliseconds);
     void sendTCPData(const QByteArray &chunk, SChunkInfo info);
+
+signals:
+    // What a client of the port sent, for the device as a downlink.
+    void downlinkData(QString _devEui, QByteArray _hexData);
 
 public slots:
     void waitingTimeout();

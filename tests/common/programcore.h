@@ -40,6 +40,8 @@ public:
         QObject::connect(server, &CServerHandler::newPacketReceived, CAllDeviceHandler::getInstance(),
                          &CAllDeviceHandler::newPacketReceivedSlot, Qt::QueuedConnection);
         CAllDeviceHandler::getInstance()->downlinkQueue()->attach(server);
+        QObject::connect(CAllDeviceHandler::getInstance(), &CAllDeviceHandler::tcpDownlink, server,
+                         &CServerHandler::sendDeviceData);
     }
 
     // The two device forms, which need a QApplication, as the start-up makes them.

@@ -88,12 +88,17 @@ private slots:
         QSignalSpy status(CServerHandler::getInstance(), &CServerHandler::changeServerStatus);
         CServerHandler::getInstance()->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
         QTRY_VERIFY(!status.isEmpty() && status.last().at(0).value<COMM::EServerStatus>() == COMM::Success);
+        // The program's wiring of the bridge's downlinks.
+        connect(CAllDeviceHandler::getInstance(), &CAllDeviceHandler::tcpDownlink, CServerHandler::getInstance(),
+                &CServerHandler::sendDeviceData);
     }
 
     void init()
     {
         m_port = freePort();
         m_listener = new CDeviceHandler(m_port, ProtocolOption::TCP, QStringLiteral("00000000000000D1"), this);
+        connect(m_listener, &CDeviceHandler::downlinkData, CServerHandler::getInstance(),
+                &CServerHandler::sendDeviceData);
         QVERIFY(m_listener->isListening());
     }
 
