@@ -1,7 +1,7 @@
 #include "cstatusboard.h"
 
 #include "core/constants.h"
-#include "server/apitypes.h"
+#include "core/coretypes.h"
 
 #include <QDateTime>
 
@@ -118,14 +118,14 @@ void CStatusBoard::uplinkDropped()
     ++m_uplinksDropped;
 }
 
-void CStatusBoard::setStoredDevices(const QList<DB::SDeviceLastStored> &devices)
+void CStatusBoard::setStoredDevices(const QList<std::pair<QString, qint64>> &devices)
 {
     m_deviceOrder.clear();
     m_lastStoredMs.clear();
-    for (const DB::SDeviceLastStored &device : devices) {
-        m_deviceOrder.append(device.devEui);
-        if (device.time > 0)
-            m_lastStoredMs.insert(device.devEui, device.time);
+    for (const auto &[devEui, time] : devices) {
+        m_deviceOrder.append(devEui);
+        if (time > 0)
+            m_lastStoredMs.insert(devEui, time);
     }
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "database/dbtypes.h"
-
 #include <QHash>
+#include <QList>
 #include <QMap>
 #include <QString>
 #include <QStringList>
 
 #include <atomic>
 #include <functional>
+#include <utility>
 
 // The live health of the running program, as the status registers show it:
 // counters and times kept in memory only, so that answering them never
@@ -44,9 +44,10 @@ public:
     void uplinkDelayed();
     void uplinkDropped();
 
-    // The stored ModBus devices in ascending device id order, with their last
-    // stored uplink as the store has it; replaces what was known.
-    void setStoredDevices(const QList<DB::SDeviceLastStored> &devices);
+    // The stored ModBus devices in ascending device id order, each with the
+    // milliseconds since the epoch of its last stored uplink as the store has
+    // it (0: none); replaces what was known.
+    void setStoredDevices(const QList<std::pair<QString, qint64>> &devices);
     // A device stored while running has the highest id so far.
     void deviceAdded(const QString &devEui);
     void deviceRemoved(const QString &devEui);

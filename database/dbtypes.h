@@ -1,18 +1,13 @@
 #pragma once
 
+#include "core/coretypes.h"
+
 #include <QList>
 #include <QMetaType>
 #include <QString>
 
 #include <functional>
 #include <optional>
-
-// Kind of a device interface. The values are stored nowhere but select the
-// device table: ModBus devices live in "devices", TCP devices in "devicesTCP".
-enum class ProtocolOption {
-    ModBus = 1,
-    TCP = 2,
-};
 
 namespace DB {
 
@@ -100,6 +95,5 @@ struct SUplinkWrite
 
 } // namespace DB
 
-Q_DECLARE_METATYPE(ProtocolOption)
 Q_DECLARE_METATYPE(DB::SDeviceRegMapDescription)
 Q_DECLARE_METATYPE(DB::SDbDeviceRegDataSet)

@@ -17,6 +17,15 @@
 
 namespace {
 
+// The store's last stored uplinks, as the status board takes them.
+QList<std::pair<QString, qint64>> storedTimes(CDataBaseHandler &store)
+{
+    QList<std::pair<QString, qint64>> times;
+    for (const DB::SDeviceLastStored &device : store.lastStoredTimes())
+        times.append({device.devEui, device.time});
+    return times;
+}
+
 // Beyond this many, unknown devices are still counted but no longer named.
 constexpr int kMaxUnknownDevicesNamed = 1000;
 
@@ -144,7 +153,7 @@ void CAllDeviceHandler::openStatusPort(const QVariant &portSetting)
         return;
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
-        CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
+        CStatusBoard::getInstance()->setStoredDevices(storedTimes(*store));
     m_storedTimesKnown = store != nullptr;
     m_statusHandler = new CDeviceHandler(*port, ProtocolOption::ModBus, QString(), this);
     m_statusHandler->setRegisterSource({[](quint16, quint16 startAddress, quint16 count) {
@@ -189,7 +198,7 @@ void CAllDeviceHandler::watchDataAge(const DB::SDeviceRegMapDescription &device,
     // Ages from before this run are the store's; the status registers may have read them already.
     if (!m_storedTimesKnown) {
         if (CDataBaseHandler *store = CDataBaseHandler::getInstance()) {
-            CStatusBoard::getInstance()->setStoredDevices(store->lastStoredTimes());
+            CStatusBoard::getInstance()->setStoredDevices(storedTimes(*store));
             m_storedTimesKnown = true;
         }
     }

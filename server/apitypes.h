@@ -1,24 +1,12 @@
 #pragma once
 
+#include "core/coretypes.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
 #include <QMetaType>
 #include <QString>
-
-namespace COMM {
-
-// State of the server session as the rest of the program sees it.
-enum EServerStatus {
-    Success = 0,
-    PingWaiting = 1,
-    InvalidPing = 2,
-    AuthWaiting = 3,
-    InvalidAuth = 4,
-    Disconnected = 5,
-};
-
-} // namespace COMM
 
 namespace API {
 
@@ -63,7 +51,6 @@ struct SDownlinkFrame
 
 } // namespace API
 
-Q_DECLARE_METATYPE(COMM::EServerStatus)
 Q_DECLARE_METATYPE(API::SApiDeviceData)
 Q_DECLARE_METATYPE(API::SServerDeviceInfo)
 
