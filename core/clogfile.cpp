@@ -11,7 +11,6 @@
 #include <atomic>
 
 namespace {
-constexpr qint64 kDefaultFileMaxSize = 1000000;
 // A smaller limit rotates on nearly every batch of lines, which costs far more
 // than the lines themselves and rewrites the settings each time.
 constexpr qint64 kLeastFileMaxSize = 65536;
@@ -207,7 +206,7 @@ qint64 CLogFile::maxFileSize()
 {
     const QVariant setting = CSettings::readValue(SettingsKey::fileMaxSize);
     if (!setting.isValid())
-        return kDefaultFileMaxSize;
+        return SettingsDefault::fileMaxSize;
     bool isNumber = false;
     const qint64 size = setting.toLongLong(&isNumber);
     if (isNumber && size >= kLeastFileMaxSize)
@@ -219,10 +218,10 @@ qint64 CLogFile::maxFileSize()
         // not be set yet while the banner is written.
         post(QStringLiteral("WARNING: [CLogFile] file_max_size [%1] is not a size of at least %2 bytes: "
                             "the log file is rotated at %3 bytes.")
-                     .arg(text, QString::number(kLeastFileMaxSize), QString::number(kDefaultFileMaxSize)),
+                     .arg(text, QString::number(kLeastFileMaxSize), QString::number(SettingsDefault::fileMaxSize)),
              LogInfo);
     }
-    return kDefaultFileMaxSize;
+    return SettingsDefault::fileMaxSize;
 }
 
 // The file as it will be once the lines held back are written. The file is

@@ -5,6 +5,8 @@
 // Identifiers are ours; the values are a contract with the server, the files
 // on disk and the operator, and are kept as they stand, misspellings included.
 
+#include "core/version.h"
+
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -435,6 +437,13 @@ inline const QString maxAgeGroup = QLatin1String("max_age");
 inline const QString writablePortsGroup = QLatin1String("writable_ports");
 } // namespace SettingsKey
 
+// What the log's keys hold while unset, and the unit in which the dialog and
+// quillbar-tool show file_max_size.
+namespace SettingsDefault {
+inline constexpr qint64 fileMaxSize = 1000000;
+inline constexpr qint64 bytesPerMb = 1000000;
+} // namespace SettingsDefault
+
 // The status registers: the health of the running bridge, from memory, on a
 // ModBus port of their own. Two-register values are high word first.
 namespace StatusBlock {
@@ -499,9 +508,9 @@ inline const QList<SField> kFields = {
 inline constexpr quint16 fixedBlockEnd = DownlinksExpired + 2;
 } // namespace StatusBlock
 
-// Version title shown in the main window. The release-candidate suffix is
-// empty for a release build.
-inline const QString kProgramVersion = QStringLiteral("1.1.0");
+// Version title shown in the main window, the project's version in CMake. The
+// release-candidate suffix is empty for a release build.
+inline const QString kProgramVersion = QStringLiteral(QUILLBAR_VERSION);
 inline const QString kReleaseSuffix;
 inline const QString kProgramTitle = QStringLiteral("Quillbar %1%2").arg(
     kProgramVersion, kReleaseSuffix.isEmpty() ? QString() : QStringLiteral("rc") + kReleaseSuffix);

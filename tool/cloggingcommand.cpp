@@ -18,8 +18,6 @@ constexpr int kMaxFileCount = 20;
 // A size of 0 would make the program rotate its log at every batch of lines.
 constexpr int kMinFileSizeMb = 1;
 constexpr int kMaxFileSizeMb = 100000;
-constexpr qint64 kBytesPerMb = 1000000;
-constexpr qint64 kDefaultFileMaxSize = 1000000;
 // A ModBus request writes a REQ and an ANS line; a read of two registers
 // measured 85 and 87 bytes in history.log, stamp and line feed included.
 constexpr double kBytesPerPoll = 85 + 87;
@@ -79,7 +77,7 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
     if (parser.isSet(kMaxFiles))
         CSettings::writeValue(SettingsKey::maxFilesCounter, files);
     if (parser.isSet(kMaxSize))
-        CSettings::writeValue(SettingsKey::fileMaxSize, sizeMb * kBytesPerMb);
+        CSettings::writeValue(SettingsKey::fileMaxSize, sizeMb * SettingsDefault::bytesPerMb);
     if (CSettings::getInstance(QString())->status() != QSettings::NoError)
         return fail(streams, QStringLiteral("cannot write %1").arg(FileName::settings), ExitFindings);
     show(streams);
@@ -93,7 +91,7 @@ int CLoggingCommand::show(SToolStreams &streams) const
     const bool useLog = CSettings::readValue(SettingsKey::useLog, true).toBool();
     // An unset count reads as 0 in the log: each rotation empties the one file.
     const int files = CSettings::readValue(SettingsKey::maxFilesCounter, 0).toInt();
-    const qint64 size = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
+    const qint64 size = CSettings::readValue(SettingsKey::fileMaxSize, SettingsDefault::fileMaxSize).toLongLong();
     streams.out << QStringLiteral("log %1, %2 file(s) of %3 bytes")
                            .arg(useLog ? kOn : kOff)
                            .arg(files)

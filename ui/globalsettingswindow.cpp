@@ -16,8 +16,6 @@ constexpr int kMinFileCount = 1;
 constexpr int kMaxFileCount = 20;
 constexpr int kDefaultFileCount = 20;
 constexpr int kMaxFileSizeMb = 100000;
-constexpr qint64 kBytesPerMb = 1000000;
-constexpr qint64 kDefaultFileMaxSize = 1000000;
 constexpr int kButtonPointSize = 9;
 
 QHBoxLayout *rowLayout(const QString &name)
@@ -77,7 +75,7 @@ void GlobalSettingsWindow::saveSettings()
     CSettings::writeValue(SettingsKey::useLog, m_useLogBox->isChecked());
     CSettings::writeValue(SettingsKey::expandedLog, m_expandedLogBox->isChecked());
     CSettings::writeValue(SettingsKey::maxFilesCounter, m_fileCountBox->value());
-    CSettings::writeValue(SettingsKey::fileMaxSize, m_fileSizeBox->value() * kBytesPerMb);
+    CSettings::writeValue(SettingsKey::fileMaxSize, m_fileSizeBox->value() * SettingsDefault::bytesPerMb);
     close();
 }
 
@@ -112,6 +110,6 @@ void GlobalSettingsWindow::readSettings()
     m_useLogBox->setChecked(CSettings::readValue(SettingsKey::useLog, true).toBool());
     m_fileCountBox->setValue(CSettings::readValue(SettingsKey::maxFilesCounter, kDefaultFileCount).toInt());
     m_expandedLogBox->setChecked(CSettings::readValue(SettingsKey::expandedLog, false).toBool());
-    const qint64 fileMaxSize = CSettings::readValue(SettingsKey::fileMaxSize, kDefaultFileMaxSize).toLongLong();
-    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), fileMaxSize / kBytesPerMb, qint64(kMaxFileSizeMb))));
+    const qint64 fileMaxSize = CSettings::readValue(SettingsKey::fileMaxSize, SettingsDefault::fileMaxSize).toLongLong();
+    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), fileMaxSize / SettingsDefault::bytesPerMb, qint64(kMaxFileSizeMb))));
 }
