@@ -55,6 +55,12 @@ QString openFailure(const QString &error)
             .arg(error);
 }
 
+// The write lock is taken at the start: a plain BEGIN would read first, and a
+// reader asking for the write lock that another connection holds is refused at
+// once, busy timeout or not.
+constexpr const char *kBeginWriteSql = "BEGIN IMMEDIATE;";
+constexpr const char *kCommitSql = "COMMIT;";
+
 bool isBusy(int result)
 {
     const int primary = result & 0xFF;
@@ -347,6 +353,36 @@ int CDataBaseHandler::execute(const char *sql)
 {
     sqlite3 *handle = connectionHandle();
     return handle ? sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;
+}
+
+bool CDataBaseHandler::beginWrite()
+{
+    QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    return executeWrite(kBeginWriteSql);
+}
+
+bool CDataBaseHandler::commitWrite()
+{
+    QMutexLocker locker(&m_mutex);
+    return executeWrite(kCommitSql);
+}
+
+void CDataBaseHandler::rollbackWrite()
+{
+    QMutexLocker locker(&m_mutex);
+    rollback();
+}
+
+bool CDataBaseHandler::executeWrite(const char *sql)
+{
+    const int result = execute(sql);
+    m_writeWasBusy = isBusy(result);
+    sqlite3 *handle = connectionHandle();
+    m_writeError = result == SQLITE_OK ? QString()
+                   : handle        ? QString::fromUtf8(sqlite3_errmsg(handle))
+                                   : QString::fromUtf8(sqlite3_errstr(result));
+    return result == SQLITE_OK;
 }
 
 void CDataBaseHandler::rollback()
@@ -669,10 +705,10 @@ bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
 
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    const int begun = execute("BEGIN IMMEDIATE;");
+    const int begun = execute(kBeginWriteSql);
     EWriteOutcome outcome = begun == SQLITE_OK ? writeValues(regData) : writeFailure(begun, QString());
     if (outcome == EWriteOutcome::Stored) {
-        const int committed = execute("COMMIT;");
+        const int committed = execute(kCommitSql);
         if (committed != SQLITE_OK)
             outcome = writeFailure(committed, QString());
     }
@@ -823,7 +859,7 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SE
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(kWriteAttemptWaitMs);
-    const int begun = execute("BEGIN IMMEDIATE;");
+    const int begun = execute(kBeginWriteSql);
     if (begun != SQLITE_OK)
         return writeFailure(begun, QString());
     if (!entry.decoded) {
@@ -862,7 +898,7 @@ CDataBaseHandler::EWriteOutcome CDataBaseHandler::storeUplink(CUplinkBacklog::SE
     EWriteOutcome outcome = entry.values ? writeValues(*entry.values) : EWriteOutcome::Nothing;
     if (outcome == EWriteOutcome::Stored) {
         useBusyWait(kCommitWaitMs);
-        const int committed = execute("COMMIT;");
+        const int committed = execute(kCommitSql);
         if (committed != SQLITE_OK)
             outcome = writeFailure(committed, QString());
     }
@@ -924,10 +960,30 @@ std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 po
 
 sqlite3 *CDataBaseHandler::connectionHandle() const
 {
-    const QVariant handle = m_db.driver() ? m_db.driver()->handle() : QVariant();
+    return handleOf(m_db);
+}
+
+sqlite3 *CDataBaseHandler::handleOf(const QSqlDatabase &db)
+{
+    const QVariant handle = db.driver() ? db.driver()->handle() : QVariant();
     if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
         return nullptr;
     return *static_cast<sqlite3 *const *>(handle.constData());
+}
+
+bool CDataBaseHandler::connectionIsBusy(const QSqlDatabase &db)
+{
+    sqlite3 *connection = handleOf(db);
+    if (!connection)
+        return false;
+    // The journal of a cut-off write fails a read-only connection with
+    // READONLY_ROLLBACK (READONLY_RECOVERY for a write-ahead log): only the
+    // extended code tells it from a file that cannot be written at all. An
+    // extended code keeps its primary one in the low byte.
+    const int code = sqlite3_extended_errcode(connection);
+    const int primary = code & 0xff;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || code == SQLITE_READONLY_ROLLBACK
+            || code == SQLITE_READONLY_RECOVERY;
 }
 
 // The ModBus reads go to SQLite itself, on the connection's own handle: the

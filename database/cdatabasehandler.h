@@ -71,6 +71,25 @@ public:
     bool updateRegInfo(DB::SDeviceRegUpdate update);
     void updateRegInfoTCP(DB::SDeviceRegUpdate update);
 
+    // A write of several operations that stores all of them or none, for a
+    // caller on the handler's own thread: the write lock is taken at its
+    // start. On failure the reason is kept, and whether another program's
+    // lock was the cause.
+    bool beginWrite();
+    bool commitWrite();
+    void rollbackWrite();
+    QString writeError() const { return m_writeError; }
+    bool writeWasBusy() const { return m_writeWasBusy; }
+    // Whether the last failure on the handler's connection came from another program.
+    bool lastFailureWasBusy() const { return connectionIsBusy(m_db); }
+
+    // SQLite's own handle of a connection of the QSQLITE driver, or null.
+    static sqlite3 *handleOf(const QSqlDatabase &db);
+    // True when the last failure on the connection came from another
+    // program's write: its lock held past the wait, or the journal of an
+    // interrupted write, which only a writer can roll back.
+    static bool connectionIsBusy(const QSqlDatabase &db);
+
     // Every ModBus device by ascending device id, with the newest time of its rows.
     QList<DB::SDeviceLastStored> lastStoredTimes();
 
@@ -102,6 +121,7 @@ private:
     void useBusyWait(int milliseconds);
     int execute(const char *sql);
     void rollback();
+    bool executeWrite(const char *sql);
     EWriteOutcome writeFailure(int result, const QString &cause);
     EWriteOutcome storeUplink(CUplinkBacklog::SEntry &entry);
     EWriteOutcome writeValues(const DB::SDbDeviceRegDataSet &regData);
@@ -162,6 +182,8 @@ private:
     // Devices that another program removed while they are published, said once.
     QSet<QString> m_removedDevices;
     QString m_failureCause;     // of the last write that failed, SQLite's words
+    QString m_writeError;
+    bool m_writeWasBusy = false;
 
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;

@@ -22,12 +22,6 @@ namespace {
 
 const QString kRegistersOption = QStringLiteral("registers");
 const QString kDryRunOption = QStringLiteral("dry-run");
-// The write lock is taken at the start: a plain BEGIN would read first, and a
-// reader asking for the write lock that another connection holds is refused at
-// once, busy timeout or not.
-const QString kBeginSql = QStringLiteral("BEGIN IMMEDIATE;");
-const QString kCommitSql = QStringLiteral("COMMIT;");
-const QString kRollbackSql = QStringLiteral("ROLLBACK;");
 
 struct SCsvFile
 {
@@ -237,20 +231,18 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
         return fail(streams, QStringLiteral("cannot open %1: %2").arg(FileName::database,
                                                                       CWorkFolder::takeLibraryText()),
                     ExitFindings);
-    QSqlDatabase db = QSqlDatabase::database(DbName::connection, false);
-    QSqlQuery control(db);
-    if (!control.exec(kBeginSql)) {
-        if (CStoreReader::isBusy(db))
+    if (!store->beginWrite()) {
+        if (store->writeWasBusy())
             return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
         return fail(streams, QStringLiteral("%1 cannot be written (%2); nothing was written")
-                                     .arg(FileName::database, control.lastError().text()),
+                                     .arg(FileName::database, store->writeError()),
                     ExitFindings);
     }
 
     // Nothing of the import stays when one step of it fails.
     const auto abandon = [&](const QString &reason) {
-        const bool busy = CStoreReader::isBusy(db);
-        control.exec(kRollbackSql);
+        const bool busy = store->writeWasBusy() || store->lastFailureWasBusy();
+        store->rollbackWrite();
         if (busy)
             return fail(streams, CStoreReader::busyError(FileName::database), ExitFindings);
         const QString why = CWorkFolder::takeLibraryText();
@@ -264,7 +256,7 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
     CImportPlan plan(registry);
     const bool read = check(plan, rows, streams);
     if (!read || !plan.refusals().isEmpty()) {
-        control.exec(kRollbackSql);
+        store->rollbackWrite();
         return read ? refuse(plan, streams) : ExitFindings;
     }
     const QList<SImportDevice> &devices = plan.devices();
@@ -291,7 +283,7 @@ int CImportCommand::store(const CAllDeviceHandler &registry, const SImportRows &
         if (!store->updateRegInfo(update))
             return abandon(QStringLiteral("the scaling of %1 could not be stored").arg(planned.device.devEui));
     }
-    if (!control.exec(kCommitSql))
+    if (!store->commitWrite())
         return abandon(QStringLiteral("%1 could not be written").arg(FileName::database));
     for (const SImportDevice &planned : devices) {
         if (planned.maxAge)

@@ -1,13 +1,12 @@
 #include "cstorereader.h"
 
 #include "core/constants.h"
+#include "database/cdatabasehandler.h"
 
 #include <QFileInfo>
-#include <QSqlDriver>
 #include <QSqlError>
 #include <QUuid>
 
-#include <sqlite3.h>
 
 namespace {
 
@@ -193,24 +192,6 @@ QString SStoredDevices::holderOf(quint32 port) const
     return QString();
 }
 
-bool CStoreReader::isBusy(const QSqlDatabase &db)
-{
-    const QVariant handle = db.driver() ? db.driver()->handle() : QVariant();
-    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
-        return false;
-    sqlite3 *connection = *static_cast<sqlite3 *const *>(handle.constData());
-    if (!connection)
-        return false;
-    // The journal of a cut-off write fails a read-only connection with
-    // READONLY_ROLLBACK (READONLY_RECOVERY for a write-ahead log): only the
-    // extended code tells it from a file that cannot be written at all. An
-    // extended code keeps its primary one in the low byte.
-    const int code = sqlite3_extended_errcode(connection);
-    const int primary = code & 0xff;
-    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || code == SQLITE_READONLY_ROLLBACK
-            || code == SQLITE_READONLY_RECOVERY;
-}
-
 QString CStoreReader::busyError(const QString &filePath)
 {
     return QStringLiteral("register file \"%1\" is busy: another program is writing it; retry or stop the service")
@@ -219,7 +200,7 @@ QString CStoreReader::busyError(const QString &filePath)
 
 bool CStoreReader::failQuery(const QString &what, const QSqlQuery &query)
 {
-    if (!isBusy(QSqlDatabase::database(m_connectionName, false)))
+    if (!CDataBaseHandler::connectionIsBusy(QSqlDatabase::database(m_connectionName, false)))
         return fail(what, query.lastError().text());
     m_error = busyError(m_filePath);
     return false;

@@ -76,10 +76,6 @@ public:
     bool open();
     QString errorText() const { return m_error; }
 
-    // True when the last failure on the connection came from another
-    // program's write: its lock held past the wait, or the journal of an
-    // interrupted write, which only a writer can roll back.
-    static bool isBusy(const QSqlDatabase &db);
     static QString busyError(const QString &filePath);
 
     // The stored record of a ModBus device (start address and application
