@@ -2,6 +2,7 @@
 #include "core/constants.h"
 #include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "database/storeschema.h"
 #include "devices/calldevicehandler.h"
 #include "fakenetworkserver.h"
 #include "modbusclient.h"
@@ -256,15 +257,10 @@ void BenchUplinks::storageFloor()
 {
     sqlite3 *db = nullptr;
     QVERIFY(sqlite3_open(qPrintable(QDir(m_dir.path()).filePath(QStringLiteral("floor.db"))), &db) == SQLITE_OK);
-    QVERIFY(exec(db, "CREATE TABLE devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
-                     "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER );"));
-    QVERIFY(exec(db, "CREATE TABLE dev_data ( device INTEGER NOT NULL, port INTEGER, reg_addr INTEGER, "
-                     "start_value INTEGER, grating_period REAL, bit_size REAL, data_type TEXT, value TEXT DEFAULT "
-                     "NULL, full_value TEXT DEFAULT NULL, time INTEGER DEFAULT NULL, name TEXT DEFAULT NULL, unit "
-                     "TEXT DEFAULT NULL, parent INTEGER, source INTEGER );"));
-    QVERIFY(exec(db, "CREATE INDEX idx_eui ON devices ( dev_eui );"));
-    QVERIFY(exec(db, "CREATE INDEX idx_dev_regaddr ON dev_data ( device, reg_addr );"));
-    QVERIFY(exec(db, "CREATE INDEX idx_port_regaddr ON dev_data ( port, reg_addr );"));
+    for (const StoreSchema::STable &table : StoreSchema::tables())
+        QVERIFY(exec(db, qPrintable(table.sql)));
+    for (const StoreSchema::SIndex &index : StoreSchema::indexes())
+        QVERIFY(exec(db, qPrintable(index.sql)));
     QVERIFY(exec(db, "INSERT INTO devices VALUES (1, 'd', 'a', '70B3D500000000E8', 5020, 0);"));
     for (int i = 0; i < kRegisters; ++i) {
         QVERIFY(exec(db, qPrintable(QStringLiteral("INSERT INTO dev_data (device, port, reg_addr, bit_size, parent) "

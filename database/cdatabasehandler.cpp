@@ -1,5 +1,7 @@
 #include "cdatabasehandler.h"
 
+#include "database/storeschema.h"
+
 #include "core/clogfile.h"
 #include "core/constants.h"
 #include "core/cstopsignals.h"
@@ -24,11 +26,7 @@
 namespace {
 const QString kDriver = QStringLiteral("QSQLITE");
 
-enum EDeviceColumn { DevDevice = 0, DevName, DevAppEui, DevEui, DevPort, DevStartAddr, DevColumnCount };
-enum ERegisterColumn {
-    RegDevice = 0, RegPort, RegAddr, RegStartValue, RegGratingPeriod, RegBitSize, RegDataType,
-    RegValue, RegFullValue, RegTime, RegName, RegUnit, RegParent, RegSource, RegColumnCount
-};
+using namespace StoreSchema;
 
 constexpr int kParentRow = 1;
 // Far above the ranges a plant's clients poll; past it the compiled reads start over.
@@ -67,18 +65,6 @@ bool isBusy(int result)
     return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
 }
 
-const QString kDevicesFormat = QStringLiteral(
-        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
-        "%3 TEXT, %4 TEXT, %5 TEXT, %6 INTEGER, %7 INTEGER ); ");
-const QString kTcpDevicesFormat = QStringLiteral(
-        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
-        "%3 TEXT, %4 TEXT, %5 TEXT, %6 INTEGER ); ");
-const QString kRegistersFormat = QStringLiteral(
-        "CREATE TABLE IF NOT EXISTS %1 ( %2 INTEGER NOT NULL, %3 INTEGER, %4 INTEGER, %5 INTEGER, "
-        "%6 REAL, %7 REAL, %8 TEXT, %9 TEXT DEFAULT NULL, %10 TEXT DEFAULT NULL, "
-        "%11 INTEGER DEFAULT NULL, %12 TEXT DEFAULT NULL, %13 TEXT DEFAULT NULL, %14 INTEGER, "
-        "%15 INTEGER ); ");
-
 const QString kSelectDeviceIdFormat = QStringLiteral("SELECT %2 FROM %1 WHERE %3='%4';");
 const QString kUpdateRegisterFormat = QStringLiteral(
         "UPDATE %1 SET %2=:%2, %3=:%3, %4=:%4 WHERE %5=:%5 AND %6=:%6;");
@@ -86,27 +72,9 @@ const QString kUpdateRegisterFormat = QStringLiteral(
 // Where the index statements are made, as the index failure texts name it.
 const QString kIndexSource = QStringLiteral("CDataBaseHandler::{ctor}::<lambda_1>::operator ()");
 
-QString dev(EDeviceColumn column)
-{
-    return kDeviceColumns.at(column);
-}
-
-QString reg(ERegisterColumn column)
-{
-    return kRegisterColumns.at(column);
-}
-
 QString placeholder(const QString &column)
 {
     return QLatin1Char(':') + column;
-}
-
-// Fills the markers one argument at a time, for formats with more than nine.
-QString fill(QString format, const QStringList &arguments)
-{
-    for (const QString &argument : arguments)
-        format = format.arg(argument);
-    return format;
 }
 
 const QString &tableFor(ProtocolOption protocol)
@@ -118,45 +86,6 @@ void logWithSql(const QString &message, const QString &sql)
 {
     CLogFile::addLog(message);
     CLogFile::addLog(sql);
-}
-
-struct SIndexDescription
-{
-    QString name;
-    QStringList columns;
-};
-
-struct STableIndexes
-{
-    QString table;
-    QList<SIndexDescription> indexes;
-};
-
-const QList<STableIndexes> &indexLists()
-{
-    static const QList<STableIndexes> lists = {
-        {DbName::deviceTable,
-         {{QStringLiteral("idx_eui"), {dev(DevEui)}},
-          {QStringLiteral("idx_device"), {dev(DevDevice)}}}},
-        {DbName::tcpDeviceTable,
-         {{QStringLiteral("idx_euiTCP"), {dev(DevEui)}},
-          {QStringLiteral("idx_deviceTCP"), {dev(DevDevice)}}}},
-        {DbName::registerTable,
-         {{QStringLiteral("idx_dev_parent"), {reg(RegDevice), reg(RegParent)}},
-          {QStringLiteral("idx_dev_regaddr"), {reg(RegDevice), reg(RegAddr)}},
-          {QStringLiteral("idx_port_regaddr"), {reg(RegPort), reg(RegAddr)}}}},
-    };
-    return lists;
-}
-
-QString indexSql(const QString &table, const SIndexDescription &index)
-{
-    QString sql = QStringLiteral("CREATE INDEX IF NOT EXISTS %2 ON %1 (").arg(table, index.name);
-    for (const QString &column : index.columns)
-        sql += QStringLiteral(" %1,").arg(column);
-    sql.chop(1);
-    sql += QStringLiteral(" );");
-    return sql;
 }
 
 // A column as QSQLITE would give it and QVariant::toInt() or toUInt() convert it.
@@ -219,6 +148,7 @@ QString readSql(quint32 port, quint32 first, quint32 last)
             .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr), QString::number(first),
                  QString::number(last));
 }
+
 
 } // namespace
 
@@ -421,37 +351,28 @@ bool CDataBaseHandler::createTableOrFail(QSqlQuery &query, const QString &table,
 
 bool CDataBaseHandler::createTables(QSqlQuery &query)
 {
-    return checkColumnCount(kDeviceColumns, DevColumnCount, DbName::deviceTable)
-            && createTableOrFail(query, DbName::deviceTable,
-                                 fill(kDevicesFormat, QStringList(DbName::deviceTable) + kDeviceColumns))
-            && checkColumnCount(kDeviceColumns, DevColumnCount, DbName::tcpDeviceTable)
-            && createTableOrFail(query, DbName::tcpDeviceTable,
-                                 fill(kTcpDevicesFormat,
-                                      QStringList(DbName::tcpDeviceTable) + kDeviceColumns.mid(0, DevStartAddr)))
-            && checkColumnCount(kRegisterColumns, RegColumnCount, DbName::registerTable)
-            && createTableOrFail(query, DbName::registerTable,
-                                 fill(kRegistersFormat, QStringList(DbName::registerTable) + kRegisterColumns));
+    if (!checkColumnCount(kDeviceColumns, DevColumnCount, DbName::deviceTable)
+        || !checkColumnCount(kDeviceColumns, DevColumnCount, DbName::tcpDeviceTable)
+        || !checkColumnCount(kRegisterColumns, RegColumnCount, DbName::registerTable)) {
+        return false;
+    }
+    for (const STable &table : tables()) {
+        if (!createTableOrFail(query, table.name, table.sql))
+            return false;
+    }
+    return true;
 }
 
 // The first failure ends the run: later indexes and tables are skipped.
 void CDataBaseHandler::createIndexes(QSqlQuery &query)
 {
-    for (const STableIndexes &table : indexLists()) {
-        if (table.indexes.isEmpty()) {
-            CLogFile::addLog(QStringLiteral("WARNING: [%1-%2] Empty input index list for <%3>")
-                                     .arg(kIndexSource, QString::number(__LINE__), table.table),
+    for (const SIndex &index : indexes()) {
+        if (!query.exec(index.sql)) {
+            CLogFile::addLog(QStringLiteral("ERROR [%1-%2]: invalid sql request 3 for <%3.%4>!")
+                                     .arg(kIndexSource, QString::number(__LINE__), index.table, index.name),
                              CLogFile::LogError);
+            CLogFile::addLog(index.sql, CLogFile::LogError);
             return;
-        }
-        for (const SIndexDescription &index : table.indexes) {
-            const QString sql = indexSql(table.table, index);
-            if (!query.exec(sql)) {
-                CLogFile::addLog(QStringLiteral("ERROR [%1-%2]: invalid sql request 3 for <%3.%4>!")
-                                         .arg(kIndexSource, QString::number(__LINE__), table.table, index.name),
-                                 CLogFile::LogError);
-                CLogFile::addLog(sql, CLogFile::LogError);
-                return;
-            }
         }
     }
 }
