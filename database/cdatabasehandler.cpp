@@ -968,18 +968,37 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
     return lookupParam(devEui, regAddr, &failed);
 }
 
+QString CDataBaseHandler::registerParamSql()
+{
+    return QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) AND %1.%6=:%6;")
+            .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice), dev(DevEui),
+                 reg(RegAddr));
+}
+
+void CDataBaseHandler::bindRegisterParam(QSqlQuery &query, const QString &devEui, quint32 regAddr)
+{
+    query.bindValue(placeholder(dev(DevEui)), devEui);
+    query.bindValue(placeholder(reg(RegAddr)), regAddr);
+}
+
+DB::SRegisterParam CDataBaseHandler::registerParamOf(const QSqlQuery &row, quint32 regAddr)
+{
+    DB::SRegisterParam param;
+    param.gratingPeriod = row.value(RegGratingPeriod).toDouble();
+    param.startValue = row.value(RegStartValue).toDouble();
+    param.unit = row.value(RegUnit).toString();
+    param.regAddr = regAddr;
+    return param;
+}
+
 // The defaults when the register has no row; a failed read is told apart, so
 // that no value is ever scaled by guesswork.
 DB::SRegisterParam CDataBaseHandler::lookupParam(const QString &devEui, quint32 regAddr, bool *failed)
 {
     DB::SRegisterParam param;
-    const QString sql = QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) "
-                                       "AND %1.%6=:%6;")
-                                .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice),
-                                     dev(DevEui), reg(RegAddr));
+    const QString sql = registerParamSql();
     QSqlQuery &query = compiledQuery(sql);
-    query.bindValue(placeholder(dev(DevEui)), devEui);
-    query.bindValue(placeholder(reg(RegAddr)), regAddr);
+    bindRegisterParam(query, devEui, regAddr);
     if (!query.exec()) {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Invalid SQL request [1]"), sql);
         m_compiledQueries.remove(sql);
@@ -987,10 +1006,7 @@ DB::SRegisterParam CDataBaseHandler::lookupParam(const QString &devEui, quint32 
         return param;
     }
     if (query.next()) {
-        param.gratingPeriod = query.value(RegGratingPeriod).toDouble();
-        param.startValue = query.value(RegStartValue).toDouble();
-        param.unit = query.value(RegUnit).toString();
-        param.regAddr = regAddr;
+        param = registerParamOf(query, regAddr);
         param.decimals = m_decimals.decimals(devEui, regAddr);
     } else {
         logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::getRegisterParam] Register is not exist!"), sql);

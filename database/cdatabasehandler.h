@@ -83,6 +83,13 @@ public:
     // Whether the last failure on the handler's connection came from another program.
     bool lastFailureWasBusy() const { return connectionIsBusy(m_db); }
 
+    // The scaling look-up of one register by DevEUI and absolute address, as
+    // the decoder makes it, for a query of any connection to the file.
+    static QString registerParamSql();
+    static void bindRegisterParam(QSqlQuery &query, const QString &devEui, quint32 regAddr);
+    // The scaling of the row the query stands on; the decimals are kept apart.
+    static DB::SRegisterParam registerParamOf(const QSqlQuery &row, quint32 regAddr);
+
     // SQLite's own handle of a connection of the QSQLITE driver, or null.
     static sqlite3 *handleOf(const QSqlDatabase &db);
     // True when the last failure on the connection came from another

@@ -15,18 +15,6 @@ const QString kConnectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BU
 const QString kDriver = QStringLiteral("QSQLITE");
 const QStringList kTables = {DbName::deviceTable, DbName::tcpDeviceTable, DbName::registerTable};
 
-const QString kRegistersSql = QStringLiteral(
-        "SELECT d.port, r.reg_addr, r.bit_size, d.name, d.dev_eui, d.app_eui, r.name, r.unit, r.data_type, "
-        "r.grating_period, r.start_value FROM dev_data r JOIN devices d ON r.device = d.device "
-        "WHERE r.parent = 1 ORDER BY d.port, r.reg_addr, d.device;");
-const QString kTcpDevicesSql = QStringLiteral(
-        "SELECT port, name, dev_eui, app_eui, device FROM devicesTCP ORDER BY port, device;");
-const QString kDevicesSql = QStringLiteral(
-        "SELECT device, port, start_addr, name, dev_eui, app_eui FROM devices ORDER BY port, start_addr, device;");
-const QString kDeviceSql = QStringLiteral("SELECT start_addr, app_eui FROM devices WHERE dev_eui = :dev_eui;");
-const QString kParamSql = QStringLiteral(
-        "SELECT start_value, grating_period, unit FROM dev_data WHERE device IN "
-        "( SELECT device FROM devices WHERE dev_eui = :dev_eui ) AND reg_addr = :reg_addr;");
 
 } // namespace
 
@@ -74,99 +62,58 @@ bool CStoreReader::open()
 std::optional<DB::SDeviceRegMapDescription> CStoreReader::device(const QString &devEui)
 {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.prepare(kDeviceSql);
-    query.bindValue(QStringLiteral(":dev_eui"), devEui);
-    if (!query.exec()) {
+    std::optional<DB::SDeviceRegMapDescription> stored;
+    if (!CStoreRows::device(query, devEui, stored))
         failQuery(QStringLiteral("cannot be read"), query);
-        return std::nullopt;
-    }
-    if (!query.next())
-        return std::nullopt;
-    DB::SDeviceRegMapDescription stored;
-    stored.devEui = devEui;
-    stored.startAddr = query.value(0).toUInt();
-    stored.appEui = query.value(1).toString();
     return stored;
 }
 
 DB::SRegisterParam CStoreReader::registerParam(const QString &devEui, quint32 regAddr)
 {
-    DB::SRegisterParam param;
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.prepare(kParamSql);
-    query.bindValue(QStringLiteral(":dev_eui"), devEui);
-    query.bindValue(QStringLiteral(":reg_addr"), regAddr);
+    query.prepare(CDataBaseHandler::registerParamSql());
+    CDataBaseHandler::bindRegisterParam(query, devEui, regAddr);
     if (!query.exec()) {
         // Kept for the caller: a preview scaled by the defaults would mislead.
         failQuery(QStringLiteral("cannot be read"), query);
         m_paramFailed = true;
-        return param;
+        return DB::SRegisterParam();
     }
-    if (query.next()) {
-        param.regAddr = regAddr;
-        param.startValue = query.value(0).toDouble();
-        param.gratingPeriod = query.value(1).toDouble();
-        param.unit = query.value(2).toString();
-        param.decimals = m_decimals.decimals(devEui, regAddr);
-    }
+    if (!query.next())
+        return DB::SRegisterParam();
+    DB::SRegisterParam param = CDataBaseHandler::registerParamOf(query, regAddr);
+    param.decimals = m_decimals.decimals(devEui, regAddr);
     return param;
 }
 
 std::optional<QList<SStoredRegister>> CStoreReader::registers()
 {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(kRegistersSql)) {
+    std::optional<QList<SStoredRegister>> result = CStoreRows::registers(query);
+    if (!result) {
         failQuery(QStringLiteral("cannot be read"), query);
         return std::nullopt;
     }
-    QList<SStoredRegister> result;
-    while (query.next()) {
-        SStoredRegister reg;
-        reg.port = query.value(0).toUInt();
-        reg.address = query.value(1).toUInt();
-        reg.bitSize = query.value(2).toInt();
-        reg.deviceName = query.value(3).toString();
-        reg.devEui = query.value(4).toString();
-        reg.appEui = query.value(5).toString();
-        reg.name = query.value(6).toString();
-        reg.unit = query.value(7).toString();
-        reg.dataType = query.value(8).toString();
-        reg.multiplier = query.value(9).toDouble();
-        reg.offset = query.value(10).toDouble();
+    for (SStoredRegister &reg : *result)
         reg.decimals = m_decimals.decimals(reg.devEui, reg.address);
-        result.append(reg);
-    }
     return result;
 }
 
 std::optional<QList<SStoredTcpDevice>> CStoreReader::tcpDevices()
 {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(kTcpDevicesSql)) {
+    std::optional<QList<SStoredTcpDevice>> result = CStoreRows::tcpDevices(query);
+    if (!result)
         failQuery(QStringLiteral("cannot be read"), query);
-        return std::nullopt;
-    }
-    QList<SStoredTcpDevice> result;
-    while (query.next())
-        result.append({query.value(0).toUInt(), query.value(1).toString(), query.value(2).toString(),
-                       query.value(3).toString(), query.value(4).toUInt()});
     return result;
 }
 
 std::optional<QList<SStoredDevice>> CStoreReader::devices()
 {
     QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!query.exec(kDevicesSql)) {
+    std::optional<QList<SStoredDevice>> result = CStoreRows::devices(query);
+    if (!result)
         failQuery(QStringLiteral("cannot be read"), query);
-        return std::nullopt;
-    }
-    QList<SStoredDevice> result;
-    while (query.next())
-        result.append({query.value(0).toUInt(), query.value(1).toUInt(), query.value(2).toUInt(),
-                       query.value(3).toString(), query.value(4).toString(), query.value(5).toString()});
     return result;
 }
 
@@ -177,19 +124,6 @@ std::optional<SStoredDevices> CStoreReader::allDevices()
     if (!tcp)
         return std::nullopt;
     return SStoredDevices{*modbus, *tcp};
-}
-
-QString SStoredDevices::holderOf(quint32 port) const
-{
-    for (const SStoredDevice &device : modbus) {
-        if (device.port == port)
-            return QStringLiteral("ModBus device %1").arg(device.devEui);
-    }
-    for (const SStoredTcpDevice &device : tcp) {
-        if (device.port == port)
-            return QStringLiteral("TCP device %1").arg(device.devEui);
-    }
-    return QString();
 }
 
 QString CStoreReader::busyError(const QString &filePath)

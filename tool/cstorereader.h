@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/cregisterdecimals.h"
+#include "database/cstorerows.h"
 #include "database/dbtypes.h"
 
 #include <QList>
@@ -9,55 +10,6 @@
 #include <QString>
 
 #include <optional>
-
-// One stored register of a ModBus device, with its device, for the map.
-struct SStoredRegister
-{
-    quint32 port = 0;
-    quint32 address = 0;
-    int bitSize = 0;
-    QString deviceName;
-    QString devEui;
-    QString appEui;
-    QString name;
-    QString unit;
-    QString dataType;
-    double multiplier = 1.0;
-    double offset = 0.0;
-    int decimals = 0;
-};
-
-// One stored ModBus device.
-struct SStoredDevice
-{
-    quint32 id = 0;
-    quint32 port = 0;
-    quint32 startAddr = 0;
-    QString deviceName;
-    QString devEui;
-    QString appEui;
-};
-
-// One stored TCP device.
-struct SStoredTcpDevice
-{
-    quint32 port = 0;
-    QString deviceName;
-    QString devEui;
-    QString appEui;
-    quint32 id = 0;
-};
-
-// Both kinds of stored device.
-struct SStoredDevices
-{
-    QList<SStoredDevice> modbus;
-    QList<SStoredTcpDevice> tcp;
-
-    // The device that publishes on the port, as "ModBus device EUI", or empty
-    // when none does.
-    QString holderOf(quint32 port) const;
-};
 
 // Reads the program's register file without ever changing it: the file is
 // opened read-only, a missing one is not made, and a file another program is
