@@ -2,6 +2,7 @@
 #include "core/constants.h"
 #include "core/csettings.h"
 #include "database/cdatabasehandler.h"
+#include "database/storeschema.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -234,7 +235,7 @@ void BenchRequestFloor::floor()
             writeLines();
     }
     if (lockHeld)
-        QCOMPARE(sqlite3_exec(m_db, "COMMIT;", nullptr, nullptr, nullptr), SQLITE_OK);
+        QCOMPARE(sqlite3_exec(m_db, StoreSchema::kCommitSql, nullptr, nullptr, nullptr), SQLITE_OK);
     QVERIFY(!m_failed);
     if (query)
         QCOMPARE(m_rows, kRegisters);

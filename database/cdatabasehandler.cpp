@@ -53,11 +53,11 @@ QString openFailure(const QString &error)
             .arg(error);
 }
 
-// The write lock is taken at the start: a plain BEGIN would read first, and a
-// reader asking for the write lock that another connection holds is refused at
-// once, busy timeout or not.
-constexpr const char *kBeginWriteSql = "BEGIN IMMEDIATE;";
-constexpr const char *kCommitSql = "COMMIT;";
+// Reads the file's header, which a file another program holds locked refuses.
+constexpr const char *kProbeSql = "SELECT count(*) FROM sqlite_master;";
+constexpr const char *kDeleteSavepointSql = "SAVEPOINT deleteDevice;";
+constexpr const char *kUndoDeleteSql = "ROLLBACK TO deleteDevice;";
+constexpr const char *kEndDeleteSql = "RELEASE deleteDevice;";
 
 bool isBusy(int result)
 {
@@ -209,8 +209,8 @@ bool CDataBaseHandler::waitForFile()
     QElapsedTimer waited;
     waited.start();
     bool told = false;
-    for (int result = execute("SELECT count(*) FROM sqlite_master;"); isBusy(result);
-         result = execute("SELECT count(*) FROM sqlite_master;")) {
+    for (int result = execute(kProbeSql); isBusy(result);
+         result = execute(kProbeSql)) {
         const QString cause = QString::fromUtf8(sqlite3_errstr(result));
         if (!told) {
             told = true;
@@ -319,7 +319,7 @@ void CDataBaseHandler::rollback()
 {
     sqlite3 *handle = connectionHandle();
     if (handle && !sqlite3_get_autocommit(handle))
-        sqlite3_exec(handle, "ROLLBACK;", nullptr, nullptr, nullptr);
+        sqlite3_exec(handle, kRollbackSql, nullptr, nullptr, nullptr);
 }
 
 void CDataBaseHandler::failStart(const QString &message)
@@ -516,7 +516,7 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
     // still answer the clients of the port. A savepoint also nests in the
     // transaction of a caller.
     m_deleteWasBusy = false;
-    if (execute("SAVEPOINT deleteDevice;") != SQLITE_OK) {
+    if (execute(kDeleteSavepointSql) != SQLITE_OK) {
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
         return false;
     }
@@ -535,12 +535,12 @@ bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
     m_deleteWasBusy = !deleted && isBusy(query.lastError().nativeErrorCode().toInt());
     query.finish();
     if (!deleted)
-        execute("ROLLBACK TO deleteDevice;");
-    const int released = execute("RELEASE deleteDevice;");
+        execute(kUndoDeleteSql);
+    const int released = execute(kEndDeleteSql);
     if (released != SQLITE_OK) {
         m_deleteWasBusy = isBusy(released);
-        execute("ROLLBACK TO deleteDevice;");
-        execute("RELEASE deleteDevice;");
+        execute(kUndoDeleteSql);
+        execute(kEndDeleteSql);
         CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
         m_decimals.load(m_db);
         return false;

@@ -35,6 +35,15 @@ inline QString fill(QString format, const QStringList &arguments)
     return format;
 }
 
+// The transaction words, for the store and for whatever acts as another
+// program on the file. The write lock is taken at the start: a plain BEGIN
+// would read first, and a reader asking for the write lock that another
+// connection holds is refused at once, busy timeout or not.
+inline constexpr const char *kBeginWriteSql = "BEGIN IMMEDIATE;";
+inline constexpr const char *kBeginExclusiveSql = "BEGIN EXCLUSIVE;";
+inline constexpr const char *kCommitSql = "COMMIT;";
+inline constexpr const char *kRollbackSql = "ROLLBACK;";
+
 struct STable
 {
     QString name;

@@ -1,4 +1,5 @@
 #include "database/cdatabasehandler.h"
+#include "database/storeschema.h"
 #include "logspy.h"
 #include "testworkdir.h"
 
@@ -32,10 +33,10 @@ private:
         {
             QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
             db.setDatabaseName(file);
-            m_held = db.open() && QSqlQuery(db).exec(QStringLiteral("BEGIN EXCLUSIVE;"));
+            m_held = db.open() && QSqlQuery(db).exec(QLatin1String(StoreSchema::kBeginExclusiveSql));
             m_locked.release();
             QThread::msleep(holdMs);
-            QSqlQuery(db).exec(QStringLiteral("ROLLBACK;"));
+            QSqlQuery(db).exec(QLatin1String(StoreSchema::kRollbackSql));
         }
         QSqlDatabase::removeDatabase(name);
     }

@@ -1,5 +1,6 @@
 #include "core/cstatusboard.h"
 #include "database/cdatabasehandler.h"
+#include "database/storeschema.h"
 #include "devices/calldevicehandler.h"
 #include "logspy.h"
 #include "programcore.h"
@@ -122,9 +123,9 @@ private slots:
         QTest::addColumn<QByteArray>("readWhileLocked");
 
         // A writer that has not committed yet still lets readers read.
-        QTest::newRow("immediate") << "BEGIN IMMEDIATE;" << quint16(512) << QByteArray("00010000000701030400000000");
+        QTest::newRow("immediate") << QString(QLatin1String(StoreSchema::kBeginWriteSql)) << quint16(512) << QByteArray("00010000000701030400000000");
         // An exclusive one does not: the client hears a server device failure at once.
-        QTest::newRow("exclusive") << "BEGIN EXCLUSIVE;" << quint16(600) << QByteArray("000100000003018304");
+        QTest::newRow("exclusive") << QString(QLatin1String(StoreSchema::kBeginExclusiveSql)) << quint16(600) << QByteArray("000100000003018304");
     }
 
     void uplinkWaitsOutALock()
@@ -145,7 +146,7 @@ private slots:
         QCOMPARE(readTwo(m_statusPort, StatusBlock::UplinksWaiting), QByteArray("0001000000070103040001") + "0000");
         QCOMPARE(newData.count(), 0);
 
-        QVERIFY(other(QStringLiteral("ROLLBACK;")));
+        QVERIFY(other(QLatin1String(StoreSchema::kRollbackSql)));
         QTRY_COMPARE(newData.count(), 1);
         const quint16 scaled = quint16(raw / 2 + 10);
         QCOMPARE(readTwo(m_port, kTemperature),
@@ -165,12 +166,12 @@ private slots:
         constexpr int kBound = 1000;    // as documented
         QSignalSpy newData(m_registry, &CAllDeviceHandler::newDataForDevice);
         m_log->forget();
-        QVERIFY(other(QStringLiteral("BEGIN EXCLUSIVE;")));
+        QVERIFY(other(QLatin1String(StoreSchema::kBeginExclusiveSql)));
         for (int i = 0; i <= kBound + 1; ++i)
             pushUplink(quint16(i), 0x0404);
         QTRY_COMPARE(status(StatusBlock::UplinksWaiting), quint16(kBound));
         QCOMPARE(status(StatusBlock::UplinksDropped + 1), quint16(2));
-        QVERIFY(other(QStringLiteral("ROLLBACK;")));
+        QVERIFY(other(QLatin1String(StoreSchema::kRollbackSql)));
         QTRY_COMPARE(newData.count(), kBound + 2);
         // The last: 1001 × 0.5 + 10, rounded half away from zero.
         QCOMPARE(readTwo(m_port, kTemperature), QByteArray("00010000000701030401ff0404"));

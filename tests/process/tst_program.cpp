@@ -1,3 +1,4 @@
+#include "database/storeschema.h"
 #include "programcore.h"
 #include "testnet.h"
 #include "testworkdir.h"
@@ -116,7 +117,7 @@ private slots:
         QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
         other.setDatabaseName(m_workDir.filePath(FileName::database));
         QVERIFY(other.open());
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE;")));
+        QVERIFY(QSqlQuery(other).exec(QLatin1String(StoreSchema::kBeginWriteSql)));
         const QStringList temperatures = {"0101", "0102", "0103", "0104", "0105"};
         for (const QString &temperature : temperatures)
             ProgramCore::pushUplink(m_server, kBoiler, QLatin1String("01") + temperature + QLatin1String("0202f63e0c"));
@@ -130,7 +131,7 @@ private slots:
         m_program.terminate();
         // Freed while the program waits to store what it holds.
         QTest::qWait(1000);
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("ROLLBACK;")));
+        QVERIFY(QSqlQuery(other).exec(QLatin1String(StoreSchema::kRollbackSql)));
         QVERIFY(m_program.waitForFinished(20000));
         QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
         QCOMPARE(m_program.exitCode(), 0);
@@ -154,7 +155,7 @@ private slots:
             QSqlDatabase holder = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("holder"));
             holder.setDatabaseName(QDir(folder.path()).filePath(FileName::database));
             QVERIFY(holder.open());
-            QVERIFY(QSqlQuery(holder).exec(QStringLiteral("BEGIN EXCLUSIVE;")));
+            QVERIFY(QSqlQuery(holder).exec(QLatin1String(StoreSchema::kBeginExclusiveSql)));
             QProcess program;
             start(program, folder.path(), true);
             // The log file gets its lines once the event loop runs; the debug output at once.
@@ -169,7 +170,7 @@ private slots:
             QFile log(QDir(folder.path()).filePath(QStringLiteral("history.log")));
             QVERIFY(log.open(QIODevice::ReadOnly));
             QCOMPARE(log.readAll().count("]INFO: [main] Stopping on signal SIGTERM."), 1);
-            QVERIFY(QSqlQuery(holder).exec(QStringLiteral("ROLLBACK;")));
+            QVERIFY(QSqlQuery(holder).exec(QLatin1String(StoreSchema::kRollbackSql)));
         }
         QSqlDatabase::removeDatabase(QStringLiteral("holder"));
     }

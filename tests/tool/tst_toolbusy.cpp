@@ -1,4 +1,5 @@
 #include "core/constants.h"
+#include "database/storeschema.h"
 #include "testworkdir.h"
 #include "toolrun.h"
 
@@ -92,11 +93,11 @@ private slots:
         } else {
             QSqlDatabase holder = openHolder();
             QSqlQuery query(holder);
-            QVERIFY2(query.exec(hold == HoldWriteLock ? QStringLiteral("BEGIN IMMEDIATE;")
-                                                      : QStringLiteral("BEGIN EXCLUSIVE;")),
+            QVERIFY2(query.exec(hold == HoldWriteLock ? QLatin1String(StoreSchema::kBeginWriteSql)
+                                                      : QLatin1String(StoreSchema::kBeginExclusiveSql)),
                      qPrintable(query.lastError().text()));
             run = runTool(arguments);
-            QVERIFY(query.exec(QStringLiteral("ROLLBACK;")));
+            QVERIFY(query.exec(QLatin1String(StoreSchema::kRollbackSql)));
         }
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, QStringList(QStringLiteral("quillbar-tool %1: %2").arg(arguments.first(), kBusy)));
@@ -110,7 +111,7 @@ private slots:
         {
             QSqlDatabase holder = openHolder();
             QSqlQuery query(holder);
-            QVERIFY(query.exec(QStringLiteral("BEGIN IMMEDIATE;")));
+            QVERIFY(query.exec(QLatin1String(StoreSchema::kBeginWriteSql)));
             QVERIFY(query.exec(QStringLiteral("INSERT INTO devices (name, app_eui, dev_eui, port, start_addr) "
                                               "VALUES ('Other', 'F1A7C0DE00000202', '70B3D5000000C0FF', 1502, "
                                               "3000);")));
@@ -120,7 +121,7 @@ private slots:
                              QStringLiteral("next.csv")});
             // The plan is printed once the rows passed the check on the file as it was.
             QVERIFY(tool.waitForReadyRead(kLongWaitMs));
-            QVERIFY2(query.exec(QStringLiteral("COMMIT;")), qPrintable(query.lastError().text()));
+            QVERIFY2(query.exec(QLatin1String(StoreSchema::kCommitSql)), qPrintable(query.lastError().text()));
         }
         const SToolRun run = finishTool(tool);
         QCOMPARE(run.exitCode, 1);

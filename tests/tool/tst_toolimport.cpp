@@ -1,4 +1,5 @@
 #include "core/constants.h"
+#include "database/storeschema.h"
 #include "logspy.h"
 #include "programcore.h"
 #include "testworkdir.h"
@@ -384,11 +385,11 @@ private slots:
             writer.setDatabaseName(FileName::database);
             QVERIFY(writer.open());
             QSqlQuery hold(writer);
-            QVERIFY(hold.exec(QStringLiteral("BEGIN IMMEDIATE;")));
+            QVERIFY(hold.exec(QLatin1String(StoreSchema::kBeginWriteSql)));
             QVERIFY(hold.exec(QStringLiteral("UPDATE dev_data SET time = 1 WHERE port = 1800;")));
             startTool(tool, {QStringLiteral("import"), QStringLiteral("many.csv")});
             tool.waitForFinished(kLockHoldMs);
-            QVERIFY(hold.exec(QStringLiteral("COMMIT;")));
+            QVERIFY(hold.exec(QLatin1String(StoreSchema::kCommitSql)));
         }
         QSqlDatabase::removeDatabase(QStringLiteral("writer"));
         int stored = 0;

@@ -1,5 +1,6 @@
 #include "core/constants.h"
 #include "database/cdatabasehandler.h"
+#include "database/storeschema.h"
 #include "testworkdir.h"
 #include "toolrun.h"
 
@@ -391,12 +392,12 @@ private slots:
             elapsed.start();
             while (process.state() != QProcess::NotRunning && elapsed.elapsed() < kWriteLimitMs) {
                 // A long write transaction keeps the file locked against readers for a while.
-                QVERIFY2(query.exec(QStringLiteral("BEGIN IMMEDIATE;")), qPrintable(query.lastError().text()));
+                QVERIFY2(query.exec(QLatin1String(StoreSchema::kBeginWriteSql)), qPrintable(query.lastError().text()));
                 for (int row = 0; row < 50; ++row) {
                     QVERIFY(query.exec(QStringLiteral("UPDATE dev_data SET value = '%1', time = %1 WHERE reg_addr "
                                                       "= 117;").arg(batches * 100 + row)));
                 }
-                QVERIFY2(query.exec(QStringLiteral("COMMIT;")), qPrintable(query.lastError().text()));
+                QVERIFY2(query.exec(QLatin1String(StoreSchema::kCommitSql)), qPrintable(query.lastError().text()));
                 ++batches;
                 process.waitForFinished(1);
             }
