@@ -14,6 +14,16 @@ const QString kDeviceSql = QStringLiteral("SELECT start_addr, app_eui FROM devic
 
 } // namespace
 
+std::optional<QStringList> CStoreRows::tableNames(QSqlQuery &query)
+{
+    if (!query.exec(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table';")))
+        return std::nullopt;
+    QStringList tables;
+    while (query.next())
+        tables.append(query.value(0).toString());
+    return tables;
+}
+
 std::optional<QList<SStoredRegister>> CStoreRows::registers(QSqlQuery &query)
 {
     query.setForwardOnly(true);

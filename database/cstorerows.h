@@ -63,6 +63,8 @@ struct SStoredDevices
 class CStoreRows
 {
 public:
+    // The names of the file's tables.
+    static std::optional<QStringList> tableNames(QSqlQuery &query);
     // By port and address; the decimals are left to the caller.
     static std::optional<QList<SStoredRegister>> registers(QSqlQuery &query);
     static std::optional<QList<SStoredDevice>> devices(QSqlQuery &query);

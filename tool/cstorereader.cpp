@@ -45,13 +45,11 @@ bool CStoreReader::open()
         return fail(QStringLiteral("cannot be opened"), db.lastError().text());
 
     QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table';")))
+    const std::optional<QStringList> tables = CStoreRows::tableNames(query);
+    if (!tables)
         return failQuery(QStringLiteral("is not a Quillbar register file"), query);
-    QStringList tables;
-    while (query.next())
-        tables.append(query.value(0).toString());
     for (const QString &table : kTables) {
-        if (!tables.contains(table))
+        if (!tables->contains(table))
             return fail(QStringLiteral("is not a Quillbar register file"), QStringLiteral("no table %1").arg(table));
     }
     if (!m_decimals.load(db))
