@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/cregisterdecimals.h"
+#include "database/cregisterreads.h"
 #include "database/cuplinkbacklog.h"
 #include "database/dbtypes.h"
 
@@ -154,23 +155,6 @@ private:
     bool writeDecimals(quint32 deviceId, const QList<CRegisterDecimals::SEntry> &decimals);
     QSqlQuery &compiledQuery(const QString &sql);
     sqlite3 *connectionHandle() const;
-    // The addresses a ModBus read asks for on a port, first to last.
-    struct SReadRange
-    {
-        quint32 port;
-        quint32 first;
-        quint32 last;
-        friend bool operator==(const SReadRange &a, const SReadRange &b)
-        {
-            return a.port == b.port && a.first == b.first && a.last == b.last;
-        }
-        friend size_t qHash(const SReadRange &range, size_t seed = 0)
-        {
-            return qHashMulti(seed, range.port, range.first, range.last);
-        }
-    };
-    sqlite3_stmt *compiledRead(const SReadRange &range);
-    void dropCompiledRead(const SReadRange &range);
 
     QSqlDatabase m_db;
     QMutex m_mutex;
@@ -178,7 +162,7 @@ private:
     // texts come again and again, and compiling one costs about as much as
     // running it.
     QHash<QString, QSqlQuery> m_compiledQueries;
-    QHash<SReadRange, sqlite3_stmt *> m_compiledReads;
+    CRegisterReads m_reads;
     int m_busyWaitMs = 0;
     int m_busyWaitSet = -1;     // what SQLite was last told
     CRegisterDecimals m_decimals;
