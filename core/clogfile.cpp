@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QDebug>
+#include <QFileInfo>
 #include <QMetaMethod>
 #include <QMetaType>
 
@@ -69,7 +70,8 @@ QMutex CLogFile::m_instanceMutex;
 
 CLogFile::CLogFile(const QString &baseName, const QString &sessionTitle, EStart start)
     : m_sessionTitle(sessionTitle)
-    , m_baseName(baseName)
+    , m_folder(QFileInfo(baseName).path())
+    , m_baseName(QFileInfo(baseName).fileName())
 {
     qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
 
@@ -254,7 +256,7 @@ void CLogFile::addLogIntoFileOnly(QString logStr)
         ++m_fileCounter;
         CSettings::writeValue(SettingsKey::filesCounter, m_fileCounter);
         m_file.close();
-        m_file.setFileName(QStringLiteral("./%1(%2).log").arg(m_baseName, QString::number(m_fileCounter)));
+        m_file.setFileName(fileNameFor(m_fileCounter));
         if (!m_file.open(QIODevice::ReadWrite | QIODevice::Text)) {
             qDebug() << "[CLogFile] Invalid new file opening!";
             return;
@@ -267,8 +269,8 @@ void CLogFile::addLogIntoFileOnly(QString logStr)
 QString CLogFile::fileNameFor(int counter) const
 {
     if (counter == 0)
-        return QStringLiteral("./%1.log").arg(m_baseName);
-    return QStringLiteral("./%1(%2).log").arg(m_baseName, QString::number(counter));
+        return QStringLiteral("%1/%2.log").arg(m_folder, m_baseName);
+    return QStringLiteral("%1/%2(%3).log").arg(m_folder, m_baseName, QString::number(counter));
 }
 
 QString CLogFile::stampedLine(const QString &message)

@@ -30,6 +30,7 @@ public:
     // Where the lines of addLog() go instead of the file while it is set.
     using Divert = std::function<void(const QString &message)>;
 
+    // baseName may carry a folder; without one the files are in the current directory.
     static CLogFile *getInstance(const QString &baseName, const QString &sessionTitle, EStart start = WithBanner);
     // The singleton, or null while it has not been created.
     static CLogFile *instance();
@@ -71,6 +72,7 @@ private:
     QFile m_file;
     QMutex m_mutex;
     QString m_sessionTitle;
+    QString m_folder;
     QString m_baseName;
     qint32 m_fileCounter = 0;
     // Lines of the current batch not yet written, and the file's size as seen

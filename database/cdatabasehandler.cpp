@@ -92,10 +92,16 @@ void logWithSql(const QString &message, const QString &sql)
 CDataBaseHandler *CDataBaseHandler::m_instance = nullptr;
 bool CDataBaseHandler::databaseStartFailed = false;
 int CDataBaseHandler::m_startWaitMs = -1;
+QString CDataBaseHandler::m_filePath;
 
 void CDataBaseHandler::setStartWait(int milliseconds)
 {
     m_startWaitMs = milliseconds;
+}
+
+void CDataBaseHandler::setFilePath(const QString &path)
+{
+    m_filePath = path;
 }
 
 CDataBaseHandler *CDataBaseHandler::getInstance()
@@ -120,7 +126,7 @@ CDataBaseHandler::CDataBaseHandler()
     connect(&m_retryTimer, &QTimer::timeout, this, &CDataBaseHandler::storeBacklog);
 
     m_db = QSqlDatabase::addDatabase(kDriver, DbName::connection);
-    m_db.setDatabaseName(FileName::database);
+    m_db.setDatabaseName(m_filePath.isEmpty() ? FileName::database : m_filePath);
     if (!m_db.open()) {
         failStart(openFailure(m_db.lastError().text()));
         return;

@@ -45,6 +45,9 @@ public:
     // before it fails; below 0, for as long as it takes. Set before the first
     // getInstance().
     static void setStartWait(int milliseconds);
+    // The file to open instead of the one in the current directory. Set
+    // before the first getInstance().
+    static void setFilePath(const QString &path);
     // How long the operations of the window and the tool wait for a locked file.
     void setBusyWait(int milliseconds);
 
@@ -179,4 +182,5 @@ private:
     static CDataBaseHandler *m_instance;
     static bool databaseStartFailed;
     static int m_startWaitMs;
+    static QString m_filePath;
 };

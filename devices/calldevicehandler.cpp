@@ -60,6 +60,12 @@ QString writablePortKey(quint16 port)
 } // namespace
 
 CAllDeviceHandler *CAllDeviceHandler::m_instance = nullptr;
+QString CAllDeviceHandler::m_templateFolderPath;
+
+void CAllDeviceHandler::setTemplateFolder(const QString &path)
+{
+    m_templateFolderPath = path;
+}
 
 CAllDeviceHandler *CAllDeviceHandler::getInstance()
 {
@@ -76,7 +82,9 @@ CAllDeviceHandler::CAllDeviceHandler()
 
 void CAllDeviceHandler::init()
 {
-    m_templateFolder.load(QDir::currentPath() + QLatin1Char('/') + FileName::deviceFolder);
+    m_templateFolder.load(m_templateFolderPath.isEmpty()
+                                  ? QDir::currentPath() + QLatin1Char('/') + FileName::deviceFolder
+                                  : m_templateFolderPath);
 }
 
 void CAllDeviceHandler::initTCP(QString FilePath)

@@ -38,6 +38,9 @@ class CAllDeviceHandler : public QObject
 public:
     // Made, and the templates loaded, at the first call; never destroyed.
     static CAllDeviceHandler *getInstance();
+    // The template folder to load instead of the one in the current
+    // directory. Set before the first getInstance().
+    static void setTemplateFolder(const QString &path);
 
     // Template summaries by ascending application EUI.
     QList<STemplateInfo> deviceTemplates() const;
@@ -109,4 +112,5 @@ private:
     mutable QMutex m_mutex;
 
     static CAllDeviceHandler *m_instance;
+    static QString m_templateFolderPath;
 };

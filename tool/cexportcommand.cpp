@@ -54,9 +54,9 @@ int CExportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         return fail(streams, QStringLiteral("no arguments expected"), ExitUsage);
     if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
-    if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+    if (const int code = CWorkFolder::locateSite(parser, streams, name()))
         return code;
-    CStoreReader reader(FileName::database, CWorkFolder::waitMs());
+    CStoreReader reader(CWorkFolder::filePath(FileName::database), CWorkFolder::waitMs());
     if (!reader.open())
         return fail(streams, reader.errorText(), ExitFindings);
 

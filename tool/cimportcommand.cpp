@@ -133,18 +133,20 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         if (!registers)
             return fail(streams, error, ExitFindings);
     }
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::locate(parser, streams, name()))
         return ExitUsage;
-    if (!QFileInfo(FileName::deviceFolder).isDir())
+    const QFileInfo templateFolder(CWorkFolder::filePath(FileName::deviceFolder));
+    if (!templateFolder.isDir())
         return fail(streams, QStringLiteral("%1 has no %2, whose templates the devices need; name the working "
                                             "folder with --dir")
-                                     .arg(QDir::currentPath(), FileName::deviceFolder),
+                                     .arg(CWorkFolder::displayPath(), FileName::deviceFolder),
                     ExitFindings);
 
     const CAllDeviceHandler *registry = nullptr;
     {
         // The template texts are for check; here only the templates count.
         CMessageCollector quiet;
+        CAllDeviceHandler::setTemplateFolder(templateFolder.absoluteFilePath());
         registry = CAllDeviceHandler::getInstance();
     }
     CWorkFolder::openSettings();
@@ -172,8 +174,9 @@ int CImportCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 bool CImportCommand::check(CImportPlan &plan, const SImportRows &rows, SToolStreams &streams) const
 {
     plan.setStatusPort(CWorkFolder::statusPort().value_or(0));
-    if (QFileInfo::exists(FileName::database)) {
-        CStoreReader reader(FileName::database, CWorkFolder::waitMs());
+    const QString storePath = CWorkFolder::filePath(FileName::database);
+    if (QFileInfo::exists(storePath)) {
+        CStoreReader reader(storePath, CWorkFolder::waitMs());
         if (!reader.open()) {
             fail(streams, reader.errorText(), ExitFindings);
             return false;

@@ -61,10 +61,10 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
     if (!ok || (parser.isSet(kMaxSize) && (sizeMb < kMinFileSizeMb || sizeMb > kMaxFileSizeMb)))
         return fail(streams, QStringLiteral("--max-size must be a number from 1 to 100000"), ExitUsage);
     const bool change = parser.isSet(kOn) || parser.isSet(kOff) || parser.isSet(kMaxFiles) || parser.isSet(kMaxSize);
-    if (change && !CWorkFolder::enter(parser, streams, name()))
+    if (change && !CWorkFolder::locate(parser, streams, name()))
         return ExitUsage;
     if (!change) {
-        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+        if (const int code = CWorkFolder::locateSite(parser, streams, name()))
             return code;
     }
 

@@ -78,7 +78,7 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
                     ExitUsage);
     const bool given = parser.isSet(kHost) || parser.isSet(kPort) || parser.isSet(kUser);
     if (parser.isSet(kTest) && !given) {
-        if (!CWorkFolder::enter(parser, streams, name()))
+        if (!CWorkFolder::locate(parser, streams, name()))
             return ExitUsage;
         return testStored(streams);
     }
@@ -92,7 +92,7 @@ int CLoginCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QString scheme = parser.value(kScheme);
     if (parser.isSet(kScheme) && !kSchemes.contains(scheme))
         return fail(streams, QStringLiteral("--scheme must be ws or wss"), ExitUsage);
-    if (!CWorkFolder::enter(parser, streams, name()))
+    if (!CWorkFolder::locate(parser, streams, name()))
         return ExitUsage;
 
     const QString password = readPassword(streams);

@@ -55,10 +55,10 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     if (parser.isSet(kWrites) != parser.isSet(kPort) || (parser.isSet(kPort) && (!port || *port == 0)))
         return fail(streams, QStringLiteral("--writes needs --port with a port from 1 to 65535"), ExitUsage);
     const bool changes = parser.isSet(kStrict) || parser.isSet(kWrites);
-    if (changes && !CWorkFolder::enter(parser, streams, name()))
+    if (changes && !CWorkFolder::locate(parser, streams, name()))
         return ExitUsage;
     if (!changes) {
-        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+        if (const int code = CWorkFolder::locateSite(parser, streams, name()))
             return code;
     }
 

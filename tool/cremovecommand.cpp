@@ -43,12 +43,12 @@ int CRemoveCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
     const QString devEui = arguments.first().trimmed().toUpper();
     if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
-    if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+    if (const int code = CWorkFolder::locateSite(parser, streams, name()))
         return code;
 
     std::optional<SFoundDevice> found;
     {
-        CStoreReader reader(FileName::database, CWorkFolder::waitMs());
+        CStoreReader reader(CWorkFolder::filePath(FileName::database), CWorkFolder::waitMs());
         if (!reader.open())
             return fail(streams, reader.errorText(), ExitFindings);
         const std::optional<SStoredDevices> devices = reader.allDevices();

@@ -43,10 +43,10 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
         return fail(streams, QStringLiteral("--port must be a number from 1 to 65535, or 0 for none"), ExitUsage);
     if (!CWorkFolder::readWait(parser, streams, name()))
         return ExitUsage;
-    if (parser.isSet(kPort) && !CWorkFolder::enter(parser, streams, name()))
+    if (parser.isSet(kPort) && !CWorkFolder::locate(parser, streams, name()))
         return ExitUsage;
     if (!parser.isSet(kPort)) {
-        if (const int code = CWorkFolder::enterSite(parser, streams, name()))
+        if (const int code = CWorkFolder::locateSite(parser, streams, name()))
             return code;
     }
 
@@ -82,9 +82,9 @@ int CStatusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
 bool CStatusCommand::findHolder(quint16 port, QString *holder, SToolStreams &streams) const
 {
-    if (!QFileInfo::exists(FileName::database))
+    if (!QFileInfo::exists(CWorkFolder::filePath(FileName::database)))
         return true;
-    CStoreReader reader(FileName::database, CWorkFolder::waitMs());
+    CStoreReader reader(CWorkFolder::filePath(FileName::database), CWorkFolder::waitMs());
     if (!reader.open()) {
         fail(streams, reader.errorText(), ExitFindings);
         return false;

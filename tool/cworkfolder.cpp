@@ -7,6 +7,7 @@
 #include "database/cdatabasehandler.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -33,6 +34,16 @@ bool isServiceUser()
     return user && QString::fromLocal8Bit(user->pw_name) == kServiceUser;
 }
 QStringList libraryLines;
+// Empty for the current directory.
+QString workFolder;
+
+// The folder that --dir or the service's user names, empty for the current one.
+QString folderOf(const QCommandLineParser &parser)
+{
+    if (parser.isSet(kDirOption))
+        return parser.value(kDirOption);
+    return isServiceUser() ? kServiceFolder : QString();
+}
 } // namespace
 
 void CWorkFolder::addOption(QCommandLineParser &parser)
@@ -43,30 +54,27 @@ void CWorkFolder::addOption(QCommandLineParser &parser)
                       QStringLiteral("DIR")});
 }
 
-bool CWorkFolder::enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
+bool CWorkFolder::locate(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
 {
-    QString dir = parser.value(kDirOption);
-    if (!parser.isSet(kDirOption)) {
-        if (!isServiceUser())
-            return true;
-        dir = kServiceFolder;
+    const QString dir = folderOf(parser);
+    if (!dir.isEmpty() && !QFileInfo(dir).isDir()) {
+        streams.err << QStringLiteral("quillbar-tool %1: no folder \"%2\"").arg(command, dir) << Qt::endl;
+        return false;
     }
-    if (QDir::setCurrent(dir))
-        return true;
-    streams.err << QStringLiteral("quillbar-tool %1: no folder \"%2\"").arg(command, dir) << Qt::endl;
-    return false;
+    workFolder = dir;
+    return true;
 }
 
-int CWorkFolder::enterSite(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
+int CWorkFolder::locateSite(const QCommandLineParser &parser, SToolStreams &streams, const QString &command)
 {
-    if (!enter(parser, streams, command))
+    if (!locate(parser, streams, command))
         return ExitUsage;
-    const QDir here;
-    if (here.exists(FileName::settings) || here.exists(FileName::database) || here.exists(FileName::deviceFolder))
+    if (QFileInfo::exists(filePath(FileName::settings)) || QFileInfo::exists(filePath(FileName::database))
+        || QFileInfo::exists(filePath(FileName::deviceFolder)))
         return ExitClean;
     streams.err << QStringLiteral("quillbar-tool %1: %2 is not a Quillbar working folder (no %3, %4 or %5); "
                                   "name one with --dir")
-                           .arg(command, QDir::currentPath(), FileName::settings, FileName::database,
+                           .arg(command, displayPath(), FileName::settings, FileName::database,
                                 FileName::deviceFolder)
                 << Qt::endl;
     return ExitFindings;
@@ -74,9 +82,18 @@ int CWorkFolder::enterSite(const QCommandLineParser &parser, SToolStreams &strea
 
 QString CWorkFolder::fileIn(const QCommandLineParser &parser, const QString &name)
 {
-    if (parser.isSet(kDirOption))
-        return QDir(parser.value(kDirOption)).filePath(name);
-    return isServiceUser() ? QDir(kServiceFolder).filePath(name) : name;
+    const QString dir = folderOf(parser);
+    return dir.isEmpty() ? name : QDir(dir).filePath(name);
+}
+
+QString CWorkFolder::filePath(const QString &name)
+{
+    return workFolder.isEmpty() ? name : QDir(workFolder).filePath(name);
+}
+
+QString CWorkFolder::displayPath()
+{
+    return workFolder.isEmpty() ? QDir::currentPath() : QDir(workFolder).canonicalPath();
 }
 
 void CWorkFolder::addWaitOption(QCommandLineParser &parser)
@@ -113,7 +130,7 @@ int CWorkFolder::waitMs()
 
 void CWorkFolder::openSettings()
 {
-    CSettings::getInstance(FileName::settings);
+    CSettings::getInstance(filePath(FileName::settings));
 }
 
 void CWorkFolder::openLog()
@@ -121,7 +138,7 @@ void CWorkFolder::openLog()
     openSettings();
     qRegisterMetaType<CLogFile::ELogMessageType>("CLogFile::ELogMessageType");
     // No session banner: the tool's visit is one line, not a run of the program.
-    CLogFile::getInstance(FileName::logBase, QString(), CLogFile::WithoutBanner);
+    CLogFile::getInstance(filePath(FileName::logBase), QString(), CLogFile::WithoutBanner);
     // Routine texts of the store (a register that two packets share, say)
     // would alarm the operator; a failure's texts go to the tool's user.
     CLogFile::setDivert([](const QString &line) { libraryLines.append(line); });
@@ -144,6 +161,7 @@ CDataBaseHandler *CWorkFolder::openStore()
 {
     openLog();
     CDataBaseHandler::setStartWait(waitMs());
+    CDataBaseHandler::setFilePath(filePath(FileName::database));
     CDataBaseHandler *store = CDataBaseHandler::getInstance();
     if (store)
         store->setBusyWait(waitMs());
@@ -154,7 +172,7 @@ void CWorkFolder::noteRestart(SToolStreams &streams)
 {
     streams.out << QStringLiteral("Takes effect at the program's next start in %1 (systemctl restart quillbar for "
                                   "the service).")
-                           .arg(QDir::currentPath())
+                           .arg(displayPath())
                 << Qt::endl;
 }
 

@@ -8,22 +8,27 @@ class CDataBaseHandler;
 
 // The program's working folder that a sub-command works in: the one --dir
 // names, else the service's folder when the tool runs as the service's user,
-// else the current directory. The library's singletons use relative file
-// names, so the process changes into it.
+// else the current directory. The process stays where it was started, so that
+// the files a user names stay relative to it; the folder's own files are named
+// through filePath().
 class CWorkFolder
 {
 public:
     static void addOption(QCommandLineParser &parser);
     // False, with the error written, when the folder does not exist.
-    static bool enter(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
+    static bool locate(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
     // The same, and refused with one line naming it when the folder holds
     // none of settings.conf, server.db and deviceFolder: a command that reads
-    // a site must not answer for an empty folder. ExitClean when entered, else
+    // a site must not answer for an empty folder. ExitClean when found, else
     // the exit code, the error written.
-    static int enterSite(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
-    // A file of the working folder for a command that reads it where it is,
-    // without entering: as the relative name when that folder is the current one.
+    static int locateSite(const QCommandLineParser &parser, SToolStreams &streams, const QString &command);
+    // A file of the working folder, before it is located: as the relative name
+    // when that folder is the current one.
     static QString fileIn(const QCommandLineParser &parser, const QString &name);
+    // A file of the located folder, named the same way.
+    static QString filePath(const QString &name);
+    // The located folder as the operator reads it: absolute, links resolved.
+    static QString displayPath();
     // --wait: how long a command that opens server.db waits for another
     // program's lock on it before it gives up.
     static void addWaitOption(QCommandLineParser &parser);

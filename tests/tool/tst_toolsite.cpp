@@ -59,7 +59,8 @@ private slots:
                           .toUtf8());
         writeFile(QStringLiteral("registers.csv"),
                   QByteArray("dev_eui,address,multiplier,offset,unit\r\n") + kBoiler.toUtf8() + ",1010,0.1,0,°C\r\n");
-        const QStringList dir = {QStringLiteral("--dir"), site.path()};
+        // Relative to where the tool is called, which it stays in.
+        const QStringList dir = {QStringLiteral("--dir"), QDir::current().relativeFilePath(site.path())};
         QCOMPARE(runToolWithInput(QStringList{"login", "--host", m_server.url().host(), "--port",
                                               QString::number(m_server.url().port()), "--user", "operator"}
                                           + dir,
@@ -71,6 +72,9 @@ private slots:
         for (int i = 0; i < 10 && statusPort == port; ++i)
             statusPort = freePort();
         QCOMPARE(runTool(QStringList{"status", "--port", QString::number(statusPort)} + dir).exitCode, 0);
+        QCOMPARE(QDir::current().entryList(QDir::Files | QDir::NoDotAndDotDot),
+                 (QStringList{"devices.csv", "registers.csv"}));
+        QVERIFY(site.exists(QStringLiteral("history.log")));
 
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
