@@ -174,7 +174,7 @@ void CLogFile::addLogMetod(QString logStr, CLogFile::ELogMessageType type)
 
 void CLogFile::appendLine(const QString &message, CLogFile::ELogMessageType type)
 {
-    if (!CSettings::readValue(SettingsKey::useLog, true).toBool())
+    if (!CSettings::readValue(SettingsKey::useLog, SettingsDefault::useLog).toBool())
         return;
 
     QString line = stampedLine(message);
@@ -313,8 +313,9 @@ bool CLogFile::reopen()
 
 int CLogFile::nextCounter(int counter)
 {
-    // An unset limit reads as 0, so each rotation then just empties the plain file.
-    const auto maxFiles = [] { return CSettings::readValue(SettingsKey::maxFilesCounter).toInt(); };
+    const auto maxFiles = [] {
+        return CSettings::readValue(SettingsKey::maxFilesCounter, SettingsDefault::maxFilesCounter).toInt();
+    };
     if (counter + 1 <= maxFiles() - 1)
         return counter + 1;
     for (int i = 1; i <= maxFiles() - 1; ++i)

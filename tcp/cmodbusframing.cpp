@@ -82,7 +82,7 @@ std::optional<QMap<quint16, quint16>> readStore(quint16 port, quint16 startAddre
 
 CModbusFraming::SRegisterSource CModbusFraming::storeSource()
 {
-    const bool strict = CSettings::readValue(SettingsKey::strictAddresses, false).toBool();
+    const bool strict = CSettings::readValue(SettingsKey::strictAddresses, SettingsDefault::strictAddresses).toBool();
     return {[strict](quint16 port, quint16 startAddress, quint16 count) {
                 return readStore(port, startAddress, count, strict);
             },

@@ -88,9 +88,8 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
 
 int CLoggingCommand::show(SToolStreams &streams) const
 {
-    const bool useLog = CSettings::readValue(SettingsKey::useLog, true).toBool();
-    // An unset count reads as 0 in the log: each rotation empties the one file.
-    const int files = CSettings::readValue(SettingsKey::maxFilesCounter, 0).toInt();
+    const bool useLog = CSettings::readValue(SettingsKey::useLog, SettingsDefault::useLog).toBool();
+    const int files = CSettings::readValue(SettingsKey::maxFilesCounter, SettingsDefault::maxFilesCounter).toInt();
     const qint64 size = CSettings::readValue(SettingsKey::fileMaxSize, SettingsDefault::fileMaxSize).toLongLong();
     streams.out << QStringLiteral("log %1, %2 file(s) of %3 bytes")
                            .arg(useLog ? kOn : kOff)

@@ -91,7 +91,7 @@ int CModbusCommand::run(const QCommandLineParser &parser, SToolStreams &streams)
 
 void CModbusCommand::show(SToolStreams &streams)
 {
-    const bool strict = CSettings::readValue(SettingsKey::strictAddresses, false).toBool();
+    const bool strict = CSettings::readValue(SettingsKey::strictAddresses, SettingsDefault::strictAddresses).toBool();
     streams.out << (strict ? QStringLiteral("strict addresses on: reads without a register answer exception 02")
                            : QStringLiteral("strict addresses off: reads without a register answer zeros"))
                 << Qt::endl;

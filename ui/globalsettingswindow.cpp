@@ -14,7 +14,6 @@
 namespace {
 constexpr int kMinFileCount = 1;
 constexpr int kMaxFileCount = 20;
-constexpr int kDefaultFileCount = 20;
 constexpr int kMaxFileSizeMb = 100000;
 constexpr int kButtonPointSize = 9;
 
@@ -107,9 +106,10 @@ void GlobalSettingsWindow::buildLayout()
 
 void GlobalSettingsWindow::readSettings()
 {
-    m_useLogBox->setChecked(CSettings::readValue(SettingsKey::useLog, true).toBool());
-    m_fileCountBox->setValue(CSettings::readValue(SettingsKey::maxFilesCounter, kDefaultFileCount).toInt());
-    m_expandedLogBox->setChecked(CSettings::readValue(SettingsKey::expandedLog, false).toBool());
-    const qint64 fileMaxSize = CSettings::readValue(SettingsKey::fileMaxSize, SettingsDefault::fileMaxSize).toLongLong();
-    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), fileMaxSize / SettingsDefault::bytesPerMb, qint64(kMaxFileSizeMb))));
+    using namespace SettingsDefault;
+    m_useLogBox->setChecked(CSettings::readValue(SettingsKey::useLog, useLog).toBool());
+    m_fileCountBox->setValue(CSettings::readValue(SettingsKey::maxFilesCounter, maxFilesOffered).toInt());
+    m_expandedLogBox->setChecked(CSettings::readValue(SettingsKey::expandedLog, expandedLog).toBool());
+    const qint64 sizeMb = CSettings::readValue(SettingsKey::fileMaxSize, fileMaxSize).toLongLong() / bytesPerMb;
+    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), sizeMb, qint64(kMaxFileSizeMb))));
 }
