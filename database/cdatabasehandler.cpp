@@ -2,6 +2,7 @@
 
 #include "database/cregisterreads.h"
 #include "database/storeschema.h"
+#include "database/storesqlite.h"
 
 #include "core/clogfile.h"
 #include "core/constants.h"
@@ -10,7 +11,6 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QSqlDriver>
 #include <QSqlError>
 #include <QStorageInfo>
 #include <QThread>
@@ -25,8 +25,9 @@ namespace {
 const QString kDriver = QStringLiteral("QSQLITE");
 
 using namespace StoreSchema;
+using StoreSqlite::isBusy;
+using StoreSqlite::logWithSql;
 
-constexpr int kParentRow = 1;
 // Far above the queries a plant's clients and uplinks ask for; past it the compiled ones start over.
 constexpr int kMaxCompiledQueries = 256;
 
@@ -53,39 +54,9 @@ QString openFailure(const QString &error)
 
 // Reads the file's header, which a file another program holds locked refuses.
 constexpr const char *kProbeSql = "SELECT count(*) FROM sqlite_master;";
-constexpr const char *kDeleteSavepointSql = "SAVEPOINT deleteDevice;";
-constexpr const char *kUndoDeleteSql = "ROLLBACK TO deleteDevice;";
-constexpr const char *kEndDeleteSql = "RELEASE deleteDevice;";
-
-bool isBusy(int result)
-{
-    const int primary = result & 0xFF;
-    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
-}
-
-const QString kSelectDeviceIdFormat = QStringLiteral("SELECT %2 FROM %1 WHERE %3='%4';");
-const QString kUpdateRegisterFormat = QStringLiteral(
-        "UPDATE %1 SET %2=:%2, %3=:%3, %4=:%4 WHERE %5=:%5 AND %6=:%6;");
 
 // Where the index statements are made, as the index failure texts name it.
 const QString kIndexSource = QStringLiteral("CDataBaseHandler::{ctor}::<lambda_1>::operator ()");
-
-QString placeholder(const QString &column)
-{
-    return QLatin1Char(':') + column;
-}
-
-const QString &tableFor(ProtocolOption protocol)
-{
-    return protocol == ProtocolOption::TCP ? DbName::tcpDeviceTable : DbName::deviceTable;
-}
-
-void logWithSql(const QString &message, const QString &sql)
-{
-    CLogFile::addLog(message);
-    CLogFile::addLog(sql);
-}
-
 
 } // namespace
 
@@ -118,6 +89,7 @@ CDataBaseHandler *CDataBaseHandler::getInstance()
 
 CDataBaseHandler::CDataBaseHandler()
     : m_busyWaitMs(kDefaultBusyWaitMs)
+    , m_rows(m_db, m_decimals)
     , m_backlog(kMaxWaitingUplinks)
     , m_retryTimer(this)
 {
@@ -224,8 +196,7 @@ void CDataBaseHandler::useBusyWait(int milliseconds)
 
 int CDataBaseHandler::execute(const char *sql)
 {
-    sqlite3 *handle = connectionHandle();
-    return handle ? sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;
+    return StoreSqlite::execute(connectionHandle(), sql);
 }
 
 bool CDataBaseHandler::beginWrite()
@@ -324,240 +295,56 @@ bool CDataBaseHandler::registerNewDevice(const DB::SDeviceRegMapDescription &dev
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    const QString &table = tableFor(protocol);
-    if (!isNewDevice(table, device.devEui) || !insertDevice(table, device, protocol))
-        return false;
-
-    const quint32 deviceId = readDeviceId(table, device.devEui);
-    if (deviceId == 0)
-        return false;
-    if (protocol != ProtocolOption::ModBus)
-        return true;
-    if (!insertRegisters(deviceId, device))
-        return false;
-    QList<CRegisterDecimals::SEntry> decimals;
-    for (const DB::SDeviceRegDescription &reg : device.regs)
-        decimals.append({device.startAddr + reg.regAddr, reg.decimals});
-    return writeDecimals(deviceId, decimals);
-}
-
-bool CDataBaseHandler::writeDecimals(quint32 deviceId, const QList<CRegisterDecimals::SEntry> &decimals)
-{
-    if (m_decimals.write(m_db, deviceId, decimals))
-        return true;
-    CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler] The decimals of device [%1] are not stored")
-                             .arg(deviceId));
-    return false;
-}
-
-bool CDataBaseHandler::isNewDevice(const QString &table, const QString &devEui)
-{
-    QSqlQuery query(m_db);
-    if (!query.exec(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2='%3';").arg(table, dev(DevEui), devEui))) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [1]"));
-        return false;
-    }
-    if (query.next() && query.value(0).toInt() != 0) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [%1] already exist!")
-                                 .arg(devEui));
-        return false;
-    }
-    return true;
-}
-
-bool CDataBaseHandler::insertDevice(const QString &table, const DB::SDeviceRegMapDescription &device,
-                                    ProtocolOption protocol)
-{
-    QString sql = QStringLiteral("INSERT INTO %1 (%2, %3, %4, %5) VALUES (:%2, :%3, :%4, :%5);")
-                          .arg(table, dev(DevName), dev(DevAppEui), dev(DevEui), dev(DevPort));
-    if (protocol == ProtocolOption::ModBus) {
-        sql.replace(QLatin1String(");"), QStringLiteral(", :%1);").arg(dev(DevStartAddr)));
-        sql.replace(QLatin1String(") VALUES"), QStringLiteral(", %1) VALUES").arg(dev(DevStartAddr)));
-    }
-
-    QSqlQuery query(m_db);
-    query.prepare(sql);
-    if (protocol == ProtocolOption::ModBus)
-        query.bindValue(placeholder(dev(DevStartAddr)), device.startAddr);
-    query.bindValue(placeholder(dev(DevName)), device.name);
-    query.bindValue(placeholder(dev(DevAppEui)), device.appEui);
-    query.bindValue(placeholder(dev(DevEui)), device.devEui);
-    query.bindValue(placeholder(dev(DevPort)), device.port);
-    if (!query.exec()) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [2]"));
-        return false;
-    }
-    return true;
-}
-
-quint32 CDataBaseHandler::readDeviceId(const QString &table, const QString &devEui)
-{
-    QSqlQuery query(m_db);
-    if (!query.exec(kSelectDeviceIdFormat.arg(table, dev(DevDevice), dev(DevEui), devEui))) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [3]"));
-        return 0;
-    }
-    if (!query.next()) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] Device [%1] is not created!")
-                                 .arg(devEui));
-        return 0;
-    }
-    const quint32 deviceId = query.value(0).toUInt();
-    if (deviceId == 0) {
-        CLogFile::addLog(QStringLiteral("ERROR: [CDataBaseHandler::registerNewDevice] "
-                                        "Device [%1] is not created [NULL ID]!")
-                                 .arg(devEui));
-    }
-    return deviceId;
-}
-
-bool CDataBaseHandler::insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device)
-{
-    const QString sql = fill(QStringLiteral("INSERT INTO %1 (%2, %3, %4, %5, %6, %7, %8, %9, %10, %11, %12) "
-                                            "VALUES ( ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ? ) "),
-                             {DbName::registerTable, reg(RegDevice), reg(RegPort), reg(RegAddr),
-                              reg(RegStartValue), reg(RegGratingPeriod), reg(RegBitSize), reg(RegDataType),
-                              reg(RegName), reg(RegParent), reg(RegSource), reg(RegUnit)});
-    QSqlQuery query(m_db);
-    query.prepare(sql);
-
-    QList<quint32> takenAddresses;
-    for (const DB::SDeviceRegDescription &regDescription : device.regs) {
-        const quint32 address = device.startAddr + regDescription.regAddr;
-        if (takenAddresses.contains(address)) {
-            CLogFile::addLog(QStringLiteral("WARNING: [CDataBaseHandler::registerNewDevice] "
-                                            "Register [0x%1] for device [%2] already exist!")
-                                     .arg(QStringLiteral("%1").arg(address, 4, 16, QLatin1Char('0')),
-                                          device.devEui));
-            continue;
-        }
-        query.addBindValue(deviceId);
-        query.addBindValue(device.port);
-        query.addBindValue(address);
-        query.addBindValue(regDescription.startValue);
-        query.addBindValue(regDescription.gratingPeriod);
-        query.addBindValue(regDescription.bitSize);
-        query.addBindValue(regDescription.dataType);
-        query.addBindValue(regDescription.name);
-        query.addBindValue(kParentRow);
-        query.addBindValue(regDescription.source);
-        query.addBindValue(regDescription.unit);
-        takenAddresses.append(address);
-        if (!query.exec()) {
-            logWithSql(QStringLiteral("[CDataBaseHandler::registerNewDevice] Invalid SQL request [4]"), sql);
-            return false;
-        }
-    }
-    return true;
+    return m_rows.add(device, protocol);
 }
 
 bool CDataBaseHandler::deleteDevice(quint32 deviceId, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    // The device and its registers go together: registers left behind would
-    // still answer the clients of the port. A savepoint also nests in the
-    // transaction of a caller.
-    m_deleteWasBusy = false;
-    if (execute(kDeleteSavepointSql) != SQLITE_OK) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
-        return false;
-    }
-    const QString format = QStringLiteral("DELETE FROM %1 WHERE %2=%3;");
-    const QString id = QString::number(deviceId);
-    QSqlQuery query(m_db);
-    bool deleted = query.exec(format.arg(tableFor(protocol), dev(DevDevice), id));
-    if (!deleted) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
-    } else if (protocol == ProtocolOption::ModBus) {
-        deleted = query.exec(format.arg(DbName::registerTable, reg(RegDevice), id))
-                && m_decimals.removeDevice(m_db, deviceId);
-        if (!deleted)
-            CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [2]"));
-    }
-    m_deleteWasBusy = !deleted && isBusy(query.lastError().nativeErrorCode().toInt());
-    query.finish();
-    if (!deleted)
-        execute(kUndoDeleteSql);
-    const int released = execute(kEndDeleteSql);
-    if (released != SQLITE_OK) {
-        m_deleteWasBusy = isBusy(released);
-        execute(kUndoDeleteSql);
-        execute(kEndDeleteSql);
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::deleteDevice] Invalid SQL request [1]"));
-        m_decimals.load(m_db);
-        return false;
-    }
-    m_decimals.load(m_db);
-    return deleted;
+    return m_rows.remove(deviceId, protocol, &m_deleteWasBusy);
 }
 
 QSqlQuery CDataBaseHandler::getDevices(const QString &search, ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    const QString filter = search.isEmpty()
-            ? QString()
-            : QStringLiteral("WHERE %1 LIKE \"%%2%\"").arg(dev(DevName)).arg(search);
-    // Chained on purpose, one substitution at a time, the search text before
-    // the sort column: a search that looks like a marker ("1...", "2...")
-    // takes that marker's place. Lists filtered by such texts have always
-    // behaved so, and the list views rely on the same statement.
-    const QString sql = QStringLiteral("SELECT * FROM %1 %2 ORDER BY %3 ASC;")
-                                .arg(tableFor(protocol))
-                                .arg(filter)
-                                .arg(dev(DevName));
-    QSqlQuery query(m_db);
-    if (!query.exec(sql))
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getDevices] Invalid SQL request [1]"));
-    return query;
+    return m_rows.devices(search, protocol);
 }
 
 QSqlQuery CDataBaseHandler::getRegisters(quint32 deviceId)
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    QSqlQuery query(m_db);
-    if (!query.exec(QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4=1 ORDER BY %5 ASC;")
-                            .arg(DbName::registerTable, reg(RegDevice), QString::number(deviceId),
-                                 reg(RegParent), reg(RegAddr)))) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getRegisters] Invalid SQL request [1]"));
-    }
-    return query;
+    return m_rows.registers(deviceId);
 }
 
 QList<DB::SDeviceLastStored> CDataBaseHandler::lastStoredTimes()
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    QList<DB::SDeviceLastStored> devices;
-    const QString sql = fill(QStringLiteral("SELECT d.%3, MAX(r.%4) FROM %1 d LEFT JOIN %2 r ON r.%5 = d.%6 "
-                                            "GROUP BY d.%6 ORDER BY d.%6;"),
-                             {DbName::deviceTable, DbName::registerTable, dev(DevEui), reg(RegTime),
-                              reg(RegDevice), dev(DevDevice)});
-    QSqlQuery query(m_db);
-    if (!query.exec(sql)) {
-        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::lastStoredTimes] Invalid SQL request [1]"), sql);
-        return devices;
-    }
-    while (query.next())
-        devices.append({query.value(0).toString(), query.value(1).toLongLong()});
-    return devices;
+    return m_rows.lastStoredTimes();
 }
 
 QStringList CDataBaseHandler::getRegisteredDevices(ProtocolOption protocol)
 {
     QMutexLocker locker(&m_mutex);
     useBusyWait(m_busyWaitMs);
-    QStringList devEuis;
-    QSqlQuery query(m_db);
-    if (!query.exec(QStringLiteral("SELECT %2 FROM %1;").arg(tableFor(protocol), dev(DevEui)))) {
-        CLogFile::addLog(QStringLiteral("[CDataBaseHandler::getRegisteredDevices] Invalid SQL request [1]"));
-        return devEuis;
-    }
-    while (query.next())
-        devEuis.append(query.value(0).toString().toUpper());
-    return devEuis;
+    return m_rows.devEuis(protocol);
+}
+
+bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
+{
+    QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    return m_rows.updateScaling(update);
+}
+
+void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)
+{
+    QMutexLocker locker(&m_mutex);
+    useBusyWait(m_busyWaitMs);
+    m_rows.updateTcpPort(update);
 }
 
 bool CDataBaseHandler::saveRegisterData(DB::SDbDeviceRegDataSet regData)
@@ -800,20 +587,12 @@ std::optional<QMap<quint16, quint16>> CDataBaseHandler::readRegisters(quint32 po
 
 sqlite3 *CDataBaseHandler::connectionHandle() const
 {
-    return handleOf(m_db);
-}
-
-sqlite3 *CDataBaseHandler::handleOf(const QSqlDatabase &db)
-{
-    const QVariant handle = db.driver() ? db.driver()->handle() : QVariant();
-    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
-        return nullptr;
-    return *static_cast<sqlite3 *const *>(handle.constData());
+    return StoreSqlite::handleOf(m_db);
 }
 
 bool CDataBaseHandler::connectionIsBusy(const QSqlDatabase &db)
 {
-    sqlite3 *connection = handleOf(db);
+    sqlite3 *connection = StoreSqlite::handleOf(db);
     if (!connection)
         return false;
     // The journal of a cut-off write fails a read-only connection with
@@ -898,33 +677,6 @@ DB::SRegisterParam CDataBaseHandler::lookupParam(const QString &devEui, quint32 
     return param;
 }
 
-bool CDataBaseHandler::updateRegInfo(DB::SDeviceRegUpdate update)
-{
-    QMutexLocker locker(&m_mutex);
-    useBusyWait(m_busyWaitMs);
-    const QString sql = kUpdateRegisterFormat.arg(DbName::registerTable, reg(RegStartValue), reg(RegGratingPeriod),
-                                                  reg(RegUnit), reg(RegDevice), reg(RegAddr));
-    QSqlQuery query(m_db);
-    query.prepare(sql);
-    for (const DB::SRegisterParam &param : update.regs) {
-        query.bindValue(placeholder(reg(RegStartValue)), param.startValue);
-        query.bindValue(placeholder(reg(RegGratingPeriod)), param.gratingPeriod);
-        query.bindValue(placeholder(reg(RegUnit)), param.unit);
-        query.bindValue(placeholder(reg(RegDevice)), update.deviceId);
-        query.bindValue(placeholder(reg(RegAddr)), param.regAddr);
-        if (!query.exec()) {
-            logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::updateRegInfo] Invalid SQL request [1]"), sql);
-            return false;
-        }
-    }
-    if (!update.withDecimals)
-        return true;
-    QList<CRegisterDecimals::SEntry> decimals;
-    for (const DB::SRegisterParam &param : update.regs)
-        decimals.append({param.regAddr, param.decimals});
-    return writeDecimals(update.deviceId, decimals);
-}
-
 std::optional<bool> CDataBaseHandler::deviceIsStored(const QString &devEui)
 {
     QSqlQuery &query = compiledQuery(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=:%2;")
@@ -957,16 +709,3 @@ QMap<quint32, int> CDataBaseHandler::getRegisterDecimals(quint32 deviceId)
     return m_decimals.ofDevice(m_db, deviceId);
 }
 
-void CDataBaseHandler::updateRegInfoTCP(DB::SDeviceRegUpdate update)
-{
-    QMutexLocker locker(&m_mutex);
-    useBusyWait(m_busyWaitMs);
-    const QString sql = QStringLiteral("UPDATE %1 SET %2=:%2 WHERE %3=:%3;")
-                                .arg(DbName::tcpDeviceTable, dev(DevPort), dev(DevDevice));
-    QSqlQuery query(m_db);
-    query.prepare(sql);
-    query.bindValue(placeholder(dev(DevPort)), update.port);
-    query.bindValue(placeholder(dev(DevDevice)), update.deviceId);
-    if (!query.exec())
-        logWithSql(QStringLiteral("ERROR: [CDataBaseHandler::updateRegInfo] Invalid SQL request [1]"), sql);
-}

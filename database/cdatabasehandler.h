@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/cdevicerows.h"
 #include "database/cregisterdecimals.h"
 #include "database/cregisterreads.h"
 #include "database/cuplinkbacklog.h"
@@ -18,7 +19,6 @@
 #include <optional>
 
 struct sqlite3;
-struct sqlite3_stmt;
 
 // The one owner of the SQLite file "server.db": ModBus devices with their
 // register rows, and TCP devices. Uplinks are stored on the handler's own
@@ -94,8 +94,6 @@ public:
     // The scaling of the row the query stands on; the decimals are kept apart.
     static DB::SRegisterParam registerParamOf(const QSqlQuery &row, quint32 regAddr);
 
-    // SQLite's own handle of a connection of the QSQLITE driver, or null.
-    static sqlite3 *handleOf(const QSqlDatabase &db);
     // True when the last failure on the connection came from another
     // program's write: its lock held past the wait, or the journal of an
     // interrupted write, which only a writer can roll back.
@@ -150,12 +148,6 @@ private:
     bool createTableOrFail(QSqlQuery &query, const QString &table, const QString &sql);
     void createIndexes(QSqlQuery &query);
 
-    bool isNewDevice(const QString &table, const QString &devEui);
-    bool insertDevice(const QString &table, const DB::SDeviceRegMapDescription &device,
-                      ProtocolOption protocol);
-    quint32 readDeviceId(const QString &table, const QString &devEui);
-    bool insertRegisters(quint32 deviceId, const DB::SDeviceRegMapDescription &device);
-    bool writeDecimals(quint32 deviceId, const QList<CRegisterDecimals::SEntry> &decimals);
     QSqlQuery &compiledQuery(const QString &sql);
     sqlite3 *connectionHandle() const;
 
@@ -169,6 +161,7 @@ private:
     int m_busyWaitMs = 0;
     int m_busyWaitSet = -1;     // what SQLite was last told
     CRegisterDecimals m_decimals;
+    CDeviceRows m_rows;
     CUplinkBacklog m_backlog;
     QTimer m_retryTimer;
     bool m_writeFailing = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/constants.h"
+#include "core/coretypes.h"
 
 #include <QList>
 #include <QString>
@@ -34,6 +35,23 @@ inline QString fill(QString format, const QStringList &arguments)
         format = format.arg(argument);
     return format;
 }
+
+// A column's named placeholder in a prepared statement.
+inline QString placeholder(const QString &column)
+{
+    return QLatin1Char(':') + column;
+}
+
+inline const QString &deviceTableFor(ProtocolOption protocol)
+{
+    return protocol == ProtocolOption::TCP ? DbName::tcpDeviceTable : DbName::deviceTable;
+}
+
+// The id of a device by DevEUI: table, id column, DevEUI column, DevEUI.
+inline const QString kSelectDeviceIdFormat = QStringLiteral("SELECT %2 FROM %1 WHERE %3='%4';");
+// Three columns of one register by device id and address.
+inline const QString kUpdateRegisterFormat = QStringLiteral(
+        "UPDATE %1 SET %2=:%2, %3=:%3, %4=:%4 WHERE %5=:%5 AND %6=:%6;");
 
 // The transaction words, for the store and for whatever acts as another
 // program on the file. The write lock is taken at the start: a plain BEGIN
