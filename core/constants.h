@@ -4,6 +4,7 @@
 // and settings keys, file and table names, formats and the version title.
 // Identifiers are ours; the values are a contract with the server, the files
 // on disk and the operator, and are kept as they stand, misspellings included.
+// The words in use come first; the rest of the server's vocabulary is at the end.
 
 #include "core/version.h"
 
@@ -11,263 +12,48 @@
 #include <QString>
 #include <QStringList>
 
-// Root command names of the server's API.
-namespace RootCommand {
-inline const QString manageGateways = QStringLiteral("manage_gateways");
-inline const QString manageDevices = QStringLiteral("manage_devices");
-inline const QString getCoverageMap = QStringLiteral("get_coverage_map");
-inline const QString deleteDeviceAppdata = QStringLiteral("delete_device_appdata");
-inline const QString deleteGateways = QStringLiteral("delete_gateways");
-inline const QString deleteDevices = QStringLiteral("delete_devices");
-inline const QString deleteUsers = QStringLiteral("delete_users");
-inline const QString getGateways = QStringLiteral("get_gateways");
-inline const QString getDeviceAppdata = QStringLiteral("get_device_appdata");
-inline const QString getData = QStringLiteral("get_data");
-inline const QString getDevices = QStringLiteral("get_devices");
-inline const QString getDeviceDownlinkQueue = QStringLiteral("get_device_downlink_queue");
-inline const QString getUsers = QStringLiteral("get_users");
-inline const QString manageDeviceDownlinkQueue = QStringLiteral("manage_device_downlink_queue");
-inline const QString sendData = QStringLiteral("send_data");
-inline const QString tx = QStringLiteral("tx");
-inline const QString manageUsers = QStringLiteral("manage_users");
-inline const QString manageDeviceAppdata = QStringLiteral("manage_device_appdata");
-} // namespace RootCommand
-
 // Message names: the values of "cmd".
 namespace Command {
-inline const QString manageGatewaysReq = QStringLiteral("manage_gateways_req");
-inline const QString manageGatewaysResp = QStringLiteral("manage_gateways_resp");
-inline const QString manageDevicesReq = QStringLiteral("manage_devices_req");
-inline const QString manageDevicesResp = QStringLiteral("manage_devices_resp");
-inline const QString alterUserResp = QStringLiteral("alter_user_resp");
 inline const QString authReq = QStringLiteral("auth_req");
 inline const QString authResp = QStringLiteral("auth_resp");
-inline const QString closeAuthReq = QStringLiteral("close_auth_req");
-inline const QString closeAuthResp = QStringLiteral("close_auth_resp");
-inline const QString console = QStringLiteral("console");
-inline const QString deleteDeviceAppdataReq = QStringLiteral("delete_device_appdata_req");
-inline const QString deleteDeviceAppdataResp = QStringLiteral("delete_device_appdata_resp");
-inline const QString deleteGatewaysReq = QStringLiteral("delete_gateways_req");
-inline const QString deleteGatewaysResp = QStringLiteral("delete_gateways_resp");
-inline const QString deleteDevicesReq = QStringLiteral("delete_devices_req");
-inline const QString deleteDevicesResp = QStringLiteral("delete_devices_resp");
-inline const QString deleteUsersReq = QStringLiteral("delete_users_req");
-inline const QString deleteUsersResp = QStringLiteral("delete_users_resp");
-inline const QString getGatewaysReq = QStringLiteral("get_gateways_req");
-inline const QString getGatewaysResp = QStringLiteral("get_gateways_resp");
-inline const QString getCoverageMapReq = QStringLiteral("get_coverage_map_req");
-inline const QString getCoverageMapResp = QStringLiteral("get_coverage_map_resp");
-inline const QString getDeviceAppdataReq = QStringLiteral("get_device_appdata_req");
-inline const QString getDeviceAppdataResp = QStringLiteral("get_device_appdata_resp");
 inline const QString getDataReq = QStringLiteral("get_data_req");
 inline const QString getDataResp = QStringLiteral("get_data_resp");
-inline const QString getDeviceDownlinkQueueReq = QStringLiteral("get_device_downlink_queue_req");
-inline const QString getDeviceDownlinkQueueResp = QStringLiteral("get_device_downlink_queue_resp");
 inline const QString getDevicesReq = QStringLiteral("get_devices_req");
 inline const QString getDevicesResp = QStringLiteral("get_devices_resp");
-inline const QString getUsersReq = QStringLiteral("get_users_req");
-inline const QString getUsersResp = QStringLiteral("get_users_resp");
-inline const QString manageDeviceDownlinkQueueReq = QStringLiteral("manage_device_downlink_queue_req");
-inline const QString manageDeviceDownlinkQueueResp = QStringLiteral("manage_device_downlink_queue_resp");
 inline const QString rx = QStringLiteral("rx");
 inline const QString sendDataReq = QStringLiteral("send_data_req");
 inline const QString sendDataResp = QStringLiteral("send_data_resp");
-inline const QString tokenAuthReq = QStringLiteral("token_auth_req");
-inline const QString tokenAuthResp = QStringLiteral("token_auth_resp");
-inline const QString tx = QStringLiteral("tx");
-inline const QString manageUsersReq = QStringLiteral("manage_users_req");
-inline const QString manageUsersResp = QStringLiteral("manage_users_resp");
-inline const QString manageDeviceAppdataReq = QStringLiteral("manage_device_appdata_req");
-inline const QString manageDeviceAppdataResp = QStringLiteral("manage_device_appdata_resp");
 } // namespace Command
-
-// Error words of the server.
-namespace ServerError {
-inline const QString cmdNotFound = QStringLiteral("cmd_not_found");
-inline const QString invalidDirection = QStringLiteral("invalidDirection");
-inline const QString emptyInputParameterList = QStringLiteral("empty_input_parameter_list");
-inline const QString serverInternalError = QStringLiteral("server_internal_error");
-inline const QString inaccessibleCommand = QStringLiteral("inaccessible_command");
-inline const QString inaccessibleDevEui = QStringLiteral("inaccessible_devEui");
-inline const QString invalidLoginOrPassword = QStringLiteral("invalid_login_or_password");
-inline const QString invalidCmd = QStringLiteral("invalid_cmd");
-inline const QString invalidJsonMsg = QStringLiteral("invalid_json_msg");
-inline const QString invalidToken = QStringLiteral("invalid_token");
-inline const QString unknownAuth = QStringLiteral("unknown_auth");
-inline const QString unknownCmd = QStringLiteral("unknown_cmd");
-inline const QString addDataInfo = QStringLiteral("add_data_info");
-inline const QString noAttributes = QStringLiteral("no_attributes");
-inline const QString noCommandAndDevEui = QStringLiteral("no_command_and_devEui");
-inline const QString noReginfo = QStringLiteral("no_reginfo");
-} // namespace ServerError
 
 // JSON keys of the server's API and their value words.
 namespace JsonKey {
-inline const QString ABP = QStringLiteral("ABP");
-inline const QString appsKey = QStringLiteral("appsKey");
-inline const QString devAddress = QStringLiteral("devAddress");
-inline const QString nwksKey = QStringLiteral("nwksKey");
 inline const QString ack = QStringLiteral("ack");
-inline const QString action = QStringLiteral("action");
-inline const QString addUserList = QStringLiteral("add_user_list");
-inline const QString adr = QStringLiteral("adr");
-inline const QString appendStatus = QStringLiteral("append_status");
-inline const QString appEuiList = QStringLiteral("appEui_list");
-inline const QString beginIndex = QStringLiteral("begin_index");
-inline const QString active = QStringLiteral("active");
-inline const QString gatewayList = QStringLiteral("gateway_list");
-inline const QString gatewayAddStatus = QStringLiteral("gateway_add_status");
-inline const QString settingsApplyStatus = QStringLiteral("settingsApplyStatus");
-inline const QString channelMaskApllied = QStringLiteral("channelMaskApllied");
-inline const QString freq4Applied = QStringLiteral("freq4Applied");
-inline const QString freq5Applied = QStringLiteral("freq5Applied");
-inline const QString freq6Applied = QStringLiteral("freq6Applied");
-inline const QString freq7Applied = QStringLiteral("freq7Applied");
-inline const QString freq8Applied = QStringLiteral("freq8Applied");
-inline const QString delayRx1Applied = QStringLiteral("delayRx1Applied");
-inline const QString drRx2Applied = QStringLiteral("drRx2Applied");
-inline const QString freqRx2Applied = QStringLiteral("freqRx2Applied");
-inline const QString channel10En = QStringLiteral("channel10En");
-inline const QString channel11En = QStringLiteral("channel11En");
-inline const QString channel12En = QStringLiteral("channel12En");
-inline const QString channel13En = QStringLiteral("channel13En");
-inline const QString channel14En = QStringLiteral("channel14En");
-inline const QString channel15En = QStringLiteral("channel15En");
-inline const QString channel16En = QStringLiteral("channel16En");
-inline const QString channel1En = QStringLiteral("channel1En");
-inline const QString channel2En = QStringLiteral("channel2En");
-inline const QString channel3En = QStringLiteral("channel3En");
-inline const QString channel4En = QStringLiteral("channel4En");
-inline const QString channel5En = QStringLiteral("channel5En");
-inline const QString channel6En = QStringLiteral("channel6En");
-inline const QString channel7En = QStringLiteral("channel7En");
-inline const QString channel8En = QStringLiteral("channel8En");
-inline const QString channel9En = QStringLiteral("channel9En");
-inline const QString channelMask = QStringLiteral("channelMask");
-inline const QString deviceClass = QStringLiteral("class");
 inline const QString cmd = QStringLiteral("cmd");
-inline const QString commandList = QStringLiteral("command_list");
-inline const QString color = QStringLiteral("color");
-inline const QString companionGateway = QStringLiteral("companionGateway");
-inline const QString consoleEnable = QStringLiteral("consoleEnable");
 inline const QString data = QStringLiteral("data");
 inline const QString dataList = QStringLiteral("data_list");
-inline const QString dateFrom = QStringLiteral("date_from");
-inline const QString dateTo = QStringLiteral("date_to");
-inline const QString delayJoin1 = QStringLiteral("delayJoin1");
-inline const QString delayJoin2 = QStringLiteral("delayJoin2");
-inline const QString delayRx1 = QStringLiteral("delayRx1");
-inline const QString delayRx2 = QStringLiteral("delayRx2");
-inline const QString deleted = QStringLiteral("deleted");
-inline const QString deleteKeys = QStringLiteral("delete_keys");
-inline const QString deleteStatus = QStringLiteral("delete_status");
-inline const QString deleteUserList = QStringLiteral("delete_user_list");
-inline const QString deviceAccess = QStringLiteral("device_access");
-inline const QString FULL = QStringLiteral("FULL");
-inline const QString SELECTED = QStringLiteral("SELECTED");
 inline const QString devEui = QStringLiteral("devEui");
-inline const QString devEuiList = QStringLiteral("devEui_list");
 inline const QString devicesList = QStringLiteral("devices_list");
 inline const QString devName = QStringLiteral("devName");
-inline const QString deviceAddStatus = QStringLiteral("device_add_status");
 inline const QString direction = QStringLiteral("direction");
-inline const QString downlinkChannel = QStringLiteral("downlinkChannel");
 inline const QString dr = QStringLiteral("dr");
-inline const QString drRx2 = QStringLiteral("drRx2");
 inline const QString errString = QStringLiteral("err_string");
-inline const QString withMacCommands = QStringLiteral("withMacCommands");
-inline const QString extraInfo = QStringLiteral("extraInfo");
 inline const QString fcnt = QStringLiteral("fcnt");
-inline const QString fcntDown = QStringLiteral("fcnt_down");
-inline const QString fcntUp = QStringLiteral("fcnt_up");
-inline const QString freq4 = QStringLiteral("freq4");
-inline const QString freq5 = QStringLiteral("freq5");
-inline const QString freq6 = QStringLiteral("freq6");
-inline const QString freq7 = QStringLiteral("freq7");
-inline const QString freq8 = QStringLiteral("freq8");
 inline const QString freq = QStringLiteral("freq");
-inline const QString frequencyPlan = QStringLiteral("frequencyPlan");
-inline const QString freqRx2 = QStringLiteral("freqRx2");
-inline const QString hex = QStringLiteral("hex");
-inline const QString keyword = QStringLiteral("keyword");
-inline const QString lastDataTs = QStringLiteral("last_data_ts");
-inline const QString lastOnline = QStringLiteral("lastOnline");
-inline const QString lastRssi = QStringLiteral("lastRssi");
-inline const QString lastSnr = QStringLiteral("lastSnr");
-inline const QString latency = QStringLiteral("latency");
 inline const QString limit = QStringLiteral("limit");
 inline const QString login = QStringLiteral("login");
 inline const QString gatewayId = QStringLiteral("gatewayId");
-inline const QString macData = QStringLiteral("macData");
-inline const QString maxPower = QStringLiteral("maxPower");
-inline const QString message = QStringLiteral("message");
 inline const QString OTAA = QStringLiteral("OTAA");
 inline const QString appEui = QStringLiteral("appEui");
-inline const QString appKey = QStringLiteral("appKey");
-inline const QString lastJoinTs = QStringLiteral("last_join_ts");
-inline const QString packetStatus = QStringLiteral("packetStatus");
 inline const QString password = QStringLiteral("password");
 inline const QString port = QStringLiteral("port");
-inline const QString position = QStringLiteral("position");
-inline const QString altitude = QStringLiteral("altitude");
-inline const QString latitude = QStringLiteral("latitude");
-inline const QString longitude = QStringLiteral("longitude");
-inline const QString preferDr = QStringLiteral("preferDr");
-inline const QString preferPower = QStringLiteral("preferPower");
-inline const QString queueManageStatus = QStringLiteral("queue_manage_status");
-inline const QString reactionTime = QStringLiteral("reactionTime");
 inline const QString rssi = QStringLiteral("rssi");
-inline const QString rxOnly = QStringLiteral("rxOnly");
-inline const QString rxSettings = QStringLiteral("rx_settings");
-inline const QString rxWindow = QStringLiteral("rxWindow");
 inline const QString select = QStringLiteral("select");
-inline const QString serverAdrEnable = QStringLiteral("serverAdrEnable");
 inline const QString snr = QStringLiteral("snr");
 inline const QString status = QStringLiteral("status");
 inline const QString token = QStringLiteral("token");
-inline const QString totalNum = QStringLiteral("totalNum");
 inline const QString ts = QStringLiteral("ts");
-inline const QString tsList = QStringLiteral("ts_list");
 inline const QString type = QStringLiteral("type");
-inline const QString unsolicited = QStringLiteral("unsolicited");
-inline const QString updateStatus = QStringLiteral("update_status");
-inline const QString useDownlinkQueueClassC = QStringLiteral("useDownlinkQueueClassC");
-inline const QString userList = QStringLiteral("user_list");
 } // namespace JsonKey
-
-// Status words of the server's device operations.
-namespace DeviceStatus {
-inline const QString added = QStringLiteral("added");
-inline const QString updateViaMacBuffer = QStringLiteral("updateViaMacBuffer");
-inline const QString dataAdded = QStringLiteral("dataAdded");
-inline const QString dataIgnoredQueueDoNotUsed = QStringLiteral("dataIgnored-queueDoNotUsed");
-inline const QString emptyDataForUpdate = QStringLiteral("emptyDataForUpdate");
-inline const QString frequencyPlanIsAbsent = QStringLiteral("frequencyPlanIsAbsent");
-inline const QString serverInternalError = QStringLiteral("serverInternalError");
-inline const QString invalidAbpParamList = QStringLiteral("invalidAbpParamList");
-inline const QString invalidAppKeyValue = QStringLiteral("invalidAppKeyValue");
-inline const QString invalidChannelMaskParamList = QStringLiteral("invalidChannelMaskParamList");
-inline const QString invalidClass = QStringLiteral("invalidClass");
-inline const QString invalidDelay = QStringLiteral("invalidDelay");
-inline const QString invalidDevAddrValue = QStringLiteral("invalidDevAddrValue");
-inline const QString invalidDataRate = QStringLiteral("invalidDataRate");
-inline const QString invalidDevEui = QStringLiteral("invalidDevEui");
-inline const QString invalidFrequencyPlan = QStringLiteral("invalidFrequencyPlan");
-inline const QString invalidOtaaParamList = QStringLiteral("invalidOtaaParamList");
-inline const QString invalidPower = QStringLiteral("invalidPower");
-inline const QString invalidRxWindow = QStringLiteral("invalidRxWindow");
-inline const QString invalidSessionKeyValue = QStringLiteral("invalidSessionKeyValue");
-inline const QString maxDevCountReached = QStringLiteral("maxDevCountReached");
-inline const QString noRegisterKeys = QStringLiteral("noRegisterKeys");
-inline const QString notAdded = QStringLiteral("notAdded");
-inline const QString nothingToUpdate = QStringLiteral("nothingToUpdate");
-inline const QString abpReginfoAlreadyExist = QStringLiteral("abpReginfoAlreadyExist");
-inline const QString repetitionDevAddr = QStringLiteral("repetitionDevAddr");
-inline const QString otaaReginfoAlreadyExist = QStringLiteral("otaaReginfoAlreadyExist");
-inline const QString reginfoAlreadyExist = QStringLiteral("reginfoAlreadyExist");
-inline const QString unsupportClass = QStringLiteral("unsupportClass");
-inline const QString updated = QStringLiteral("updated");
-} // namespace DeviceStatus
 
 // Keys of the device template files.
 namespace TemplateKey {
@@ -335,18 +121,7 @@ inline constexpr int kConfirmedUplinkIndex = 2;
 // QDateTime formats.
 namespace DateTimeFormat {
 inline const QString logStamp = QLatin1String("dd-MMM-yy HH:mm:ss.zzz");
-inline const QString shortDate = QLatin1String("dd-MMM-yy");
-inline const QString isoDate = QLatin1String("yyyy-MM-dd");
-inline const QString fileDate = QLatin1String("yyyy-MM-dd");
-inline const QString dateMinutes = QLatin1String("dd-MMM-yy HH:mm");
-inline const QString fileStamp = QLatin1String("yyyy-MM-dd_hh-mm-ss");
 inline const QString lastReception = QLatin1String("dd-MMM-yy HH:mm:ss");
-inline const QString dottedStamp = QLatin1String("dd.MMM.yy HH:mm:ss");
-inline const QString dottedStampTwoLines = QLatin1String("dd.MMM.yy\nHH:mm:ss");
-inline const QString isoStamp = QLatin1String("yyyy-MM-dd hh:mm:ss");
-inline const QString hoursMinutes = QLatin1String("HH:mm");
-inline const QString minutesSeconds = QLatin1String("mm:ss");
-inline const QString time = QLatin1String("HH:mm:ss");
 } // namespace DateTimeFormat
 
 // Files and folders in the working directory.
@@ -364,8 +139,6 @@ inline const QString connection = QStringLiteral("server");
 inline const QString registerTable = QStringLiteral("dev_data");
 inline const QString deviceTable = QStringLiteral("devices");
 inline const QString tcpDeviceTable = QStringLiteral("devicesTCP");
-// Kept with the rest of the vocabulary, as it stands; nothing reads it.
-inline const QString dalete = QStringLiteral("dalete");
 // Opt-in, beside the register rows: the decimals a scaled value keeps.
 inline const QString decimalsTable = QStringLiteral("dev_data_decimals");
 } // namespace DbName
@@ -522,3 +295,252 @@ inline const QString kProgramVersion = QStringLiteral(QUILLBAR_VERSION);
 inline const QString kReleaseSuffix;
 inline const QString kProgramTitle = QStringLiteral("Quillbar %1%2").arg(
     kProgramVersion, kReleaseSuffix.isEmpty() ? QString() : QStringLiteral("rc") + kReleaseSuffix);
+
+// The rest of the shared vocabulary, which the program does not use today:
+// the server's other commands, errors and status words, and formats. It is
+// kept whole, so that new code takes its words from here instead of spelling
+// them again.
+
+// Root command names of the server's API.
+namespace RootCommand {
+inline const QString manageGateways = QStringLiteral("manage_gateways");
+inline const QString manageDevices = QStringLiteral("manage_devices");
+inline const QString getCoverageMap = QStringLiteral("get_coverage_map");
+inline const QString deleteDeviceAppdata = QStringLiteral("delete_device_appdata");
+inline const QString deleteGateways = QStringLiteral("delete_gateways");
+inline const QString deleteDevices = QStringLiteral("delete_devices");
+inline const QString deleteUsers = QStringLiteral("delete_users");
+inline const QString getGateways = QStringLiteral("get_gateways");
+inline const QString getDeviceAppdata = QStringLiteral("get_device_appdata");
+inline const QString getData = QStringLiteral("get_data");
+inline const QString getDevices = QStringLiteral("get_devices");
+inline const QString getDeviceDownlinkQueue = QStringLiteral("get_device_downlink_queue");
+inline const QString getUsers = QStringLiteral("get_users");
+inline const QString manageDeviceDownlinkQueue = QStringLiteral("manage_device_downlink_queue");
+inline const QString sendData = QStringLiteral("send_data");
+inline const QString tx = QStringLiteral("tx");
+inline const QString manageUsers = QStringLiteral("manage_users");
+inline const QString manageDeviceAppdata = QStringLiteral("manage_device_appdata");
+} // namespace RootCommand
+
+// Message names: the values of "cmd".
+namespace Command {
+inline const QString manageGatewaysReq = QStringLiteral("manage_gateways_req");
+inline const QString manageGatewaysResp = QStringLiteral("manage_gateways_resp");
+inline const QString manageDevicesReq = QStringLiteral("manage_devices_req");
+inline const QString manageDevicesResp = QStringLiteral("manage_devices_resp");
+inline const QString alterUserResp = QStringLiteral("alter_user_resp");
+inline const QString closeAuthReq = QStringLiteral("close_auth_req");
+inline const QString closeAuthResp = QStringLiteral("close_auth_resp");
+inline const QString console = QStringLiteral("console");
+inline const QString deleteDeviceAppdataReq = QStringLiteral("delete_device_appdata_req");
+inline const QString deleteDeviceAppdataResp = QStringLiteral("delete_device_appdata_resp");
+inline const QString deleteGatewaysReq = QStringLiteral("delete_gateways_req");
+inline const QString deleteGatewaysResp = QStringLiteral("delete_gateways_resp");
+inline const QString deleteDevicesReq = QStringLiteral("delete_devices_req");
+inline const QString deleteDevicesResp = QStringLiteral("delete_devices_resp");
+inline const QString deleteUsersReq = QStringLiteral("delete_users_req");
+inline const QString deleteUsersResp = QStringLiteral("delete_users_resp");
+inline const QString getGatewaysReq = QStringLiteral("get_gateways_req");
+inline const QString getGatewaysResp = QStringLiteral("get_gateways_resp");
+inline const QString getCoverageMapReq = QStringLiteral("get_coverage_map_req");
+inline const QString getCoverageMapResp = QStringLiteral("get_coverage_map_resp");
+inline const QString getDeviceAppdataReq = QStringLiteral("get_device_appdata_req");
+inline const QString getDeviceAppdataResp = QStringLiteral("get_device_appdata_resp");
+inline const QString getDeviceDownlinkQueueReq = QStringLiteral("get_device_downlink_queue_req");
+inline const QString getDeviceDownlinkQueueResp = QStringLiteral("get_device_downlink_queue_resp");
+inline const QString getUsersReq = QStringLiteral("get_users_req");
+inline const QString getUsersResp = QStringLiteral("get_users_resp");
+inline const QString manageDeviceDownlinkQueueReq = QStringLiteral("manage_device_downlink_queue_req");
+inline const QString manageDeviceDownlinkQueueResp = QStringLiteral("manage_device_downlink_queue_resp");
+inline const QString tokenAuthReq = QStringLiteral("token_auth_req");
+inline const QString tokenAuthResp = QStringLiteral("token_auth_resp");
+inline const QString tx = QStringLiteral("tx");
+inline const QString manageUsersReq = QStringLiteral("manage_users_req");
+inline const QString manageUsersResp = QStringLiteral("manage_users_resp");
+inline const QString manageDeviceAppdataReq = QStringLiteral("manage_device_appdata_req");
+inline const QString manageDeviceAppdataResp = QStringLiteral("manage_device_appdata_resp");
+} // namespace Command
+
+// Error words of the server.
+namespace ServerError {
+inline const QString cmdNotFound = QStringLiteral("cmd_not_found");
+inline const QString invalidDirection = QStringLiteral("invalidDirection");
+inline const QString emptyInputParameterList = QStringLiteral("empty_input_parameter_list");
+inline const QString serverInternalError = QStringLiteral("server_internal_error");
+inline const QString inaccessibleCommand = QStringLiteral("inaccessible_command");
+inline const QString inaccessibleDevEui = QStringLiteral("inaccessible_devEui");
+inline const QString invalidLoginOrPassword = QStringLiteral("invalid_login_or_password");
+inline const QString invalidCmd = QStringLiteral("invalid_cmd");
+inline const QString invalidJsonMsg = QStringLiteral("invalid_json_msg");
+inline const QString invalidToken = QStringLiteral("invalid_token");
+inline const QString unknownAuth = QStringLiteral("unknown_auth");
+inline const QString unknownCmd = QStringLiteral("unknown_cmd");
+inline const QString addDataInfo = QStringLiteral("add_data_info");
+inline const QString noAttributes = QStringLiteral("no_attributes");
+inline const QString noCommandAndDevEui = QStringLiteral("no_command_and_devEui");
+inline const QString noReginfo = QStringLiteral("no_reginfo");
+} // namespace ServerError
+
+// JSON keys of the server's API and their value words.
+namespace JsonKey {
+inline const QString ABP = QStringLiteral("ABP");
+inline const QString appsKey = QStringLiteral("appsKey");
+inline const QString devAddress = QStringLiteral("devAddress");
+inline const QString nwksKey = QStringLiteral("nwksKey");
+inline const QString action = QStringLiteral("action");
+inline const QString addUserList = QStringLiteral("add_user_list");
+inline const QString adr = QStringLiteral("adr");
+inline const QString appendStatus = QStringLiteral("append_status");
+inline const QString appEuiList = QStringLiteral("appEui_list");
+inline const QString beginIndex = QStringLiteral("begin_index");
+inline const QString active = QStringLiteral("active");
+inline const QString gatewayList = QStringLiteral("gateway_list");
+inline const QString gatewayAddStatus = QStringLiteral("gateway_add_status");
+inline const QString settingsApplyStatus = QStringLiteral("settingsApplyStatus");
+inline const QString channelMaskApllied = QStringLiteral("channelMaskApllied");
+inline const QString freq4Applied = QStringLiteral("freq4Applied");
+inline const QString freq5Applied = QStringLiteral("freq5Applied");
+inline const QString freq6Applied = QStringLiteral("freq6Applied");
+inline const QString freq7Applied = QStringLiteral("freq7Applied");
+inline const QString freq8Applied = QStringLiteral("freq8Applied");
+inline const QString delayRx1Applied = QStringLiteral("delayRx1Applied");
+inline const QString drRx2Applied = QStringLiteral("drRx2Applied");
+inline const QString freqRx2Applied = QStringLiteral("freqRx2Applied");
+inline const QString channel10En = QStringLiteral("channel10En");
+inline const QString channel11En = QStringLiteral("channel11En");
+inline const QString channel12En = QStringLiteral("channel12En");
+inline const QString channel13En = QStringLiteral("channel13En");
+inline const QString channel14En = QStringLiteral("channel14En");
+inline const QString channel15En = QStringLiteral("channel15En");
+inline const QString channel16En = QStringLiteral("channel16En");
+inline const QString channel1En = QStringLiteral("channel1En");
+inline const QString channel2En = QStringLiteral("channel2En");
+inline const QString channel3En = QStringLiteral("channel3En");
+inline const QString channel4En = QStringLiteral("channel4En");
+inline const QString channel5En = QStringLiteral("channel5En");
+inline const QString channel6En = QStringLiteral("channel6En");
+inline const QString channel7En = QStringLiteral("channel7En");
+inline const QString channel8En = QStringLiteral("channel8En");
+inline const QString channel9En = QStringLiteral("channel9En");
+inline const QString channelMask = QStringLiteral("channelMask");
+inline const QString deviceClass = QStringLiteral("class");
+inline const QString commandList = QStringLiteral("command_list");
+inline const QString color = QStringLiteral("color");
+inline const QString companionGateway = QStringLiteral("companionGateway");
+inline const QString consoleEnable = QStringLiteral("consoleEnable");
+inline const QString dateFrom = QStringLiteral("date_from");
+inline const QString dateTo = QStringLiteral("date_to");
+inline const QString delayJoin1 = QStringLiteral("delayJoin1");
+inline const QString delayJoin2 = QStringLiteral("delayJoin2");
+inline const QString delayRx1 = QStringLiteral("delayRx1");
+inline const QString delayRx2 = QStringLiteral("delayRx2");
+inline const QString deleted = QStringLiteral("deleted");
+inline const QString deleteKeys = QStringLiteral("delete_keys");
+inline const QString deleteStatus = QStringLiteral("delete_status");
+inline const QString deleteUserList = QStringLiteral("delete_user_list");
+inline const QString deviceAccess = QStringLiteral("device_access");
+inline const QString FULL = QStringLiteral("FULL");
+inline const QString SELECTED = QStringLiteral("SELECTED");
+inline const QString devEuiList = QStringLiteral("devEui_list");
+inline const QString deviceAddStatus = QStringLiteral("device_add_status");
+inline const QString downlinkChannel = QStringLiteral("downlinkChannel");
+inline const QString drRx2 = QStringLiteral("drRx2");
+inline const QString withMacCommands = QStringLiteral("withMacCommands");
+inline const QString extraInfo = QStringLiteral("extraInfo");
+inline const QString fcntDown = QStringLiteral("fcnt_down");
+inline const QString fcntUp = QStringLiteral("fcnt_up");
+inline const QString freq4 = QStringLiteral("freq4");
+inline const QString freq5 = QStringLiteral("freq5");
+inline const QString freq6 = QStringLiteral("freq6");
+inline const QString freq7 = QStringLiteral("freq7");
+inline const QString freq8 = QStringLiteral("freq8");
+inline const QString frequencyPlan = QStringLiteral("frequencyPlan");
+inline const QString freqRx2 = QStringLiteral("freqRx2");
+inline const QString hex = QStringLiteral("hex");
+inline const QString keyword = QStringLiteral("keyword");
+inline const QString lastDataTs = QStringLiteral("last_data_ts");
+inline const QString lastOnline = QStringLiteral("lastOnline");
+inline const QString lastRssi = QStringLiteral("lastRssi");
+inline const QString lastSnr = QStringLiteral("lastSnr");
+inline const QString latency = QStringLiteral("latency");
+inline const QString macData = QStringLiteral("macData");
+inline const QString maxPower = QStringLiteral("maxPower");
+inline const QString message = QStringLiteral("message");
+inline const QString appKey = QStringLiteral("appKey");
+inline const QString lastJoinTs = QStringLiteral("last_join_ts");
+inline const QString packetStatus = QStringLiteral("packetStatus");
+inline const QString position = QStringLiteral("position");
+inline const QString altitude = QStringLiteral("altitude");
+inline const QString latitude = QStringLiteral("latitude");
+inline const QString longitude = QStringLiteral("longitude");
+inline const QString preferDr = QStringLiteral("preferDr");
+inline const QString preferPower = QStringLiteral("preferPower");
+inline const QString queueManageStatus = QStringLiteral("queue_manage_status");
+inline const QString reactionTime = QStringLiteral("reactionTime");
+inline const QString rxOnly = QStringLiteral("rxOnly");
+inline const QString rxSettings = QStringLiteral("rx_settings");
+inline const QString rxWindow = QStringLiteral("rxWindow");
+inline const QString serverAdrEnable = QStringLiteral("serverAdrEnable");
+inline const QString totalNum = QStringLiteral("totalNum");
+inline const QString tsList = QStringLiteral("ts_list");
+inline const QString unsolicited = QStringLiteral("unsolicited");
+inline const QString updateStatus = QStringLiteral("update_status");
+inline const QString useDownlinkQueueClassC = QStringLiteral("useDownlinkQueueClassC");
+inline const QString userList = QStringLiteral("user_list");
+} // namespace JsonKey
+
+// Status words of the server's device operations.
+namespace DeviceStatus {
+inline const QString added = QStringLiteral("added");
+inline const QString updateViaMacBuffer = QStringLiteral("updateViaMacBuffer");
+inline const QString dataAdded = QStringLiteral("dataAdded");
+inline const QString dataIgnoredQueueDoNotUsed = QStringLiteral("dataIgnored-queueDoNotUsed");
+inline const QString emptyDataForUpdate = QStringLiteral("emptyDataForUpdate");
+inline const QString frequencyPlanIsAbsent = QStringLiteral("frequencyPlanIsAbsent");
+inline const QString serverInternalError = QStringLiteral("serverInternalError");
+inline const QString invalidAbpParamList = QStringLiteral("invalidAbpParamList");
+inline const QString invalidAppKeyValue = QStringLiteral("invalidAppKeyValue");
+inline const QString invalidChannelMaskParamList = QStringLiteral("invalidChannelMaskParamList");
+inline const QString invalidClass = QStringLiteral("invalidClass");
+inline const QString invalidDelay = QStringLiteral("invalidDelay");
+inline const QString invalidDevAddrValue = QStringLiteral("invalidDevAddrValue");
+inline const QString invalidDataRate = QStringLiteral("invalidDataRate");
+inline const QString invalidDevEui = QStringLiteral("invalidDevEui");
+inline const QString invalidFrequencyPlan = QStringLiteral("invalidFrequencyPlan");
+inline const QString invalidOtaaParamList = QStringLiteral("invalidOtaaParamList");
+inline const QString invalidPower = QStringLiteral("invalidPower");
+inline const QString invalidRxWindow = QStringLiteral("invalidRxWindow");
+inline const QString invalidSessionKeyValue = QStringLiteral("invalidSessionKeyValue");
+inline const QString maxDevCountReached = QStringLiteral("maxDevCountReached");
+inline const QString noRegisterKeys = QStringLiteral("noRegisterKeys");
+inline const QString notAdded = QStringLiteral("notAdded");
+inline const QString nothingToUpdate = QStringLiteral("nothingToUpdate");
+inline const QString abpReginfoAlreadyExist = QStringLiteral("abpReginfoAlreadyExist");
+inline const QString repetitionDevAddr = QStringLiteral("repetitionDevAddr");
+inline const QString otaaReginfoAlreadyExist = QStringLiteral("otaaReginfoAlreadyExist");
+inline const QString reginfoAlreadyExist = QStringLiteral("reginfoAlreadyExist");
+inline const QString unsupportClass = QStringLiteral("unsupportClass");
+inline const QString updated = QStringLiteral("updated");
+} // namespace DeviceStatus
+
+// QDateTime formats.
+namespace DateTimeFormat {
+inline const QString shortDate = QLatin1String("dd-MMM-yy");
+inline const QString isoDate = QLatin1String("yyyy-MM-dd");
+inline const QString fileDate = QLatin1String("yyyy-MM-dd");
+inline const QString dateMinutes = QLatin1String("dd-MMM-yy HH:mm");
+inline const QString fileStamp = QLatin1String("yyyy-MM-dd_hh-mm-ss");
+inline const QString dottedStamp = QLatin1String("dd.MMM.yy HH:mm:ss");
+inline const QString dottedStampTwoLines = QLatin1String("dd.MMM.yy\nHH:mm:ss");
+inline const QString isoStamp = QLatin1String("yyyy-MM-dd hh:mm:ss");
+inline const QString hoursMinutes = QLatin1String("HH:mm");
+inline const QString minutesSeconds = QLatin1String("mm:ss");
+inline const QString time = QLatin1String("HH:mm:ss");
+} // namespace DateTimeFormat
+
+// Names of the SQLite connection and tables.
+namespace DbName {
+// As it stands, misspelling included.
+inline const QString dalete = QStringLiteral("dalete");
+} // namespace DbName
