@@ -164,9 +164,8 @@ private slots:
 
     void notOpenListenerIsLogged()
     {
-        const QString line = QStringLiteral("ERROR: [CDeviceHandler] Cannot listen on port %1: %2")
-                                     .arg(m_otherProgram.serverPort())
-                                     .arg(QStringLiteral("The bound address is already in use"));
+        const QString line = QStringLiteral("ERROR: [CDeviceHandler] Cannot listen on port %1: The bound address is "
+                                            "already in use").arg(m_otherProgram.serverPort());
         QVERIFY2(m_startLines.contains(line), qPrintable(m_startLines.join('\n')));
         QVERIFY(m_startLines.contains(QStringLiteral("INFO: [CAllDeviceHandler] Status registers on port [%1].")
                                               .arg(m_statusPort)));

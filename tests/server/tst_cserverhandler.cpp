@@ -33,6 +33,13 @@ QString rx(const QString &type, const QString &rest = QStringLiteral(R"("data":"
 
 const QString kCredentials = QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})");
 
+// A downlink as the server gets it.
+QString downlink(const QString &devEui, const QString &data, int port = 2)
+{
+    return QStringLiteral(R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"%1","devEui":"%2","port":%3}]})")
+            .arg(data, devEui, QString::number(port));
+}
+
 } // namespace
 
 class TestCServerHandler : public QObject
@@ -56,6 +63,7 @@ class TestCServerHandler : public QObject
     }
 
     QTimer *timer(const char *name) const { return m_handler->findChild<QTimer *>(QLatin1String(name)); }
+    QStringList requests(const char *cmd) const { return m_server->receivedWithCmd(QLatin1String(cmd)); }
 
     // The operator's line of a change of the session, for the fake server.
     QString session(const QString &text) const
@@ -148,7 +156,7 @@ private slots:
         // The socket stays open but the session is idle: pushes are ignored, downlinks still go.
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
         m_handler->sendDeviceData(QStringLiteral("abCD"), "0401");
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QTRY_COMPARE(requests("send_data_req").size(), 1);
         QCOMPARE(m_server->clientCount(), 1);
         QCOMPARE(m_packetSpy->count(), 0);
     }
@@ -173,7 +181,7 @@ private slots:
         m_server->setReply(QStringLiteral("cmd"), probeReply);
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
         QTRY_COMPARE_WITH_TIMEOUT(statuses(*m_statusSpy).last(), COMM::InvalidPing, 4000);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")).size(), 0);
+        QCOMPARE(requests("auth_req").size(), 0);
         for (QString &line : logged) {
             if (line.startsWith(QStringLiteral("ORIGIN")))
                 line = session(line);
@@ -263,8 +271,7 @@ private slots:
         QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
         // One request in flight at a time.
         QTest::qWait(100);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")),
-                 QStringList({QStringLiteral(R"({"cmd":"get_devices_req"})")}));
+        QCOMPARE(requests("get_devices_req"), QStringList({QStringLiteral(R"({"cmd":"get_devices_req"})")}));
 
         m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[
             {"devEui":"d1","devName":"Boiler","OTAA":{"appEui":"A1"}},
@@ -280,7 +287,7 @@ private slots:
         QCOMPARE(devices, QStringList({"d1/A1/Boiler", "d5/b2/Pump"}));
 
         // The reply released the queue: the second request goes out now, and times out.
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 2);
+        QTRY_COMPARE(requests("get_devices_req").size(), 2);
         m_handler->waitingServerResponseTimeoutSlot();
         QCOMPARE(m_listSpy->count(), 2);
         QCOMPARE(m_listSpy->at(1).at(0).toBool(), false);
@@ -297,9 +304,8 @@ private slots:
     {
         login();
         m_handler->getDeviceLastPackets(QStringLiteral("00aa"));
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_data_req")),
-                     QStringList({QStringLiteral(
-                             R"({"cmd":"get_data_req","devEui":"00AA","select":{"direction":"UPLINK","limit":10}})")}));
+        QTRY_COMPARE(requests("get_data_req"), QStringList({QStringLiteral(
+                R"({"cmd":"get_data_req","devEui":"00AA","select":{"direction":"UPLINK","limit":10}})")}));
 
         m_server->push(json(R"({"cmd":"get_data_resp","status":true,"devEui":"00aa","data_list":[
             {"data":"01"},
@@ -315,9 +321,9 @@ private slots:
         // The reply does not release the queue: a downlink waits for the timer.
         m_handler->sendDeviceData(QStringLiteral("00aa"), "0401");
         QTest::qWait(200);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 0);
+        QCOMPARE(requests("send_data_req").size(), 0);
         m_handler->waitingServerResponseTimeoutSlot();
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QTRY_COMPARE(requests("send_data_req").size(), 1);
     }
 
     void downlinksLeaveOneAfterAnother()
@@ -325,11 +331,7 @@ private slots:
         login();
         m_handler->sendDeviceData(QStringLiteral("abCD"), "040102");
         m_handler->sendDeviceData(QStringLiteral("abCD"), "04ff");
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")),
-                     QStringList({R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"040102","devEui":"abCD",)"
-                                  R"("port":2}]})",
-                                  R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"04ff","devEui":"abCD",)"
-                                  R"("port":2}]})"}));
+        QTRY_COMPARE(requests("send_data_req"), QStringList({downlink("abCD", "040102"), downlink("abCD", "04ff")}));
     }
 
     // The late answer of the TCP bridge's downlink is not taken for the write's that follows it.
@@ -343,10 +345,8 @@ private slots:
         QSignalSpy steps(m_handler, &CServerHandler::downlinkStep);
         m_handler->sendDeviceData(QStringLiteral("abCD"), "0401");
         m_handler->downlinkWaiting();
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 2);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).last(),
-                 QStringLiteral(R"({"cmd":"send_data_req","data_list":[{"ack":true,"data":"1100d7","devEui":"00AA",)"
-                                R"("port":11}]})"));
+        QTRY_COMPARE(requests("send_data_req").size(), 2);
+        QCOMPARE(requests("send_data_req").last(), downlink("00AA", "1100d7", 11));
         m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", false}, {"err_string", "bridge"}});
         m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", true}});
         QTRY_COMPARE(steps.size(), 2);
@@ -370,7 +370,7 @@ private slots:
         // What the 60 s reconnection timer does when it fires: the last valid server, the last credentials.
         m_handler->reconnectLastAuthData();
         QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("auth_req")), QStringList({kCredentials, kCredentials}));
+        QCOMPARE(requests("auth_req"), QStringList({kCredentials, kCredentials}));
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
         QTRY_COMPARE(m_packetSpy->count(), 1);
     }
@@ -527,7 +527,7 @@ private slots:
         login();
         QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
         m_handler->sendDeviceData(QStringLiteral("BB"), "02");
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QTRY_COMPARE(requests("send_data_req").size(), 1);
         QCOMPARE(m_listSpy->size(), 1);
         QCOMPARE(m_listSpy->at(0).at(0).toBool(), false);
         QVERIFY(m_listSpy->at(0).at(1).value<DeviceList>().isEmpty());
@@ -538,7 +538,7 @@ private slots:
         m_server->setReply(QStringLiteral("get_devices_req"), QJsonObject());
         login();
         QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("get_devices_req")).size(), 1);
+        QTRY_COMPARE(requests("get_devices_req").size(), 1);
         m_handler->sendDeviceData(QStringLiteral("BB"), "02");
 
         m_server->dropClients();
@@ -547,11 +547,11 @@ private slots:
         fire(timer("reconnectTimer"));
         QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
         QTest::qWait(100);
-        QCOMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 0);
+        QCOMPARE(requests("send_data_req").size(), 0);
 
         // The request in flight ends by its timer, and the queued one goes on the new connection.
         fire(timer("responseWaitTimer"));
-        QTRY_COMPARE(m_server->receivedWithCmd(QStringLiteral("send_data_req")).size(), 1);
+        QTRY_COMPARE(requests("send_data_req").size(), 1);
         QCOMPARE(m_listSpy->size(), 1);
         QCOMPARE(m_server->clientCount(), 1);
     }

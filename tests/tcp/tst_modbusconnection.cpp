@@ -32,14 +32,11 @@ const QByteArray kValidAnswer = hex("00ff 0000 0005 01 03 02 beef");
 const QByteArray kSecondRequest = hex("0002 0000 0006 01 04 00c8 0001");
 const QByteArray kSecondAnswer = hex("0002 0000 0005 01 04 02 beef");
 
-QString reqLine(const QByteArray &bytes)
+// The operator's line of a request ("REQ") or an answer ("ANS").
+QString journal(const char *kind, const QByteArray &bytes)
 {
-    return QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(QString::fromLatin1(bytes.toHex()));
-}
-
-QString ansLine(const QByteArray &bytes)
-{
-    return QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >").arg(QString::fromLatin1(bytes.toHex()));
+    return QStringLiteral("INFO: [CConnectionHandler] %1: < %2 >")
+            .arg(QLatin1String(kind), QString::fromLatin1(bytes.toHex()));
 }
 
 // Sends `bytes` from `client` the moment a debug line equal to `trigger` is
@@ -177,30 +174,27 @@ private slots:
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QStringList>("incomplete");
 
-        const auto one = [](const QByteArray &digits) { return QList<QByteArray>{hex(digits)}; };
-        const QStringList none;
-        QTest::newRow("two registers, one unset") << one("0001 0000 0006 01 03 00c8 0002")
-                                                  << hex("0001 0000 0007 01 03 04 beef 0000") << none;
-        QTest::newRow("function 4 reads the same") << one("0002 0000 0006 01 04 00c8 0002")
-                                                   << hex("0002 0000 0007 01 04 04 beef 0000") << none;
-        QTest::newRow("ids and unit echoed") << one("abcd 0102 0006 ff 03 00c8 0001")
-                                             << hex("abcd 0102 0005 ff 03 02 beef") << none;
-        QTest::newRow("narrow and wide values") << one("0005 0000 0006 01 03 0064 0003")
-                                                << hex("0005 0000 0009 01 03 06 1234 89ab cdef") << none;
-        QTest::newRow("count 0") << one("0008 0000 0006 01 03 0064 0000") << hex("0008 0000 0003 01 03 00") << none;
-        QTest::newRow("count 128, byte count wraps") << one("0009 0000 0006 01 03 0190 0080")
-                                                     << hex("0009 0000 0103 01 03 00") + QByteArray(256, '\0') << none;
-        QTest::newRow("function 1") << one("000b 0000 0006 01 01 0064 0001") << hex("000b 0000 0003 01 81 01") << none;
-        QTest::newRow("function 2, unit 7") << one("000c 0000 0006 07 02 0064 0001") << hex("000c 0000 0003 07 82 01")
-                                            << none;
-        QTest::newRow("function 16, longer frame") << one("000e 0000 0009 01 10 0064 0001 02 abcd")
-                                                   << hex("000e 0000 0003 01 90 01") << none;
+        // One request in one read, and its answer.
+        const auto single = [](const char *name, const char *request, const char *answer) {
+            QTest::newRow(name) << QList<QByteArray>{hex(request)} << hex(answer) << QStringList();
+        };
+        single("two registers, one unset", "0001 0000 0006 01 03 00c8 0002", "0001 0000 0007 01 03 04 beef 0000");
+        single("function 4 reads the same", "0002 0000 0006 01 04 00c8 0002", "0002 0000 0007 01 04 04 beef 0000");
+        single("ids and unit echoed", "abcd 0102 0006 ff 03 00c8 0001", "abcd 0102 0005 ff 03 02 beef");
+        single("narrow and wide values", "0005 0000 0006 01 03 0064 0003", "0005 0000 0009 01 03 06 1234 89ab cdef");
+        single("count 0", "0008 0000 0006 01 03 0064 0000", "0008 0000 0003 01 03 00");
+        QTest::newRow("count 128, byte count wraps") << QList<QByteArray>{hex("0009 0000 0006 01 03 0190 0080")}
+                                                     << hex("0009 0000 0103 01 03 00") + QByteArray(256, '\0')
+                                                     << QStringList();
+        single("function 1", "000b 0000 0006 01 01 0064 0001", "000b 0000 0003 01 81 01");
+        single("function 2, unit 7", "000c 0000 0006 07 02 0064 0001", "000c 0000 0003 07 82 01");
+        single("function 16, longer frame", "000e 0000 0009 01 10 0064 0001 02 abcd", "000e 0000 0003 01 90 01");
 
         const QString waiting = QStringLiteral("[CConnectionHandler] Incomplete packet [%1]. Wait for continue...");
         const QString skipped = QStringLiteral("[CConnectionHandler] Incomplete packet [3]. Clear buffer...");
         QTest::newRow("two requests in one read")
                 << QList<QByteArray>{kValidRequest + hex("0002 0000 0006 01 01 00c8 0001")}
-                << kValidAnswer + hex("0002 0000 0003 01 81 01") << none;
+                << kValidAnswer + hex("0002 0000 0003 01 81 01") << QStringList();
         QTest::newRow("one request in three reads")
                 << QList<QByteArray>{kValidRequest.left(3), kValidRequest.mid(3, 5), kValidRequest.mid(8)}
                 << kValidAnswer << QStringList({waiting.arg(1), waiting.arg(2)});
@@ -208,7 +202,7 @@ private slots:
                                                   << kValidAnswer << QStringList{skipped};
         QTest::newRow("length 0, then a request") << QList<QByteArray>{hex("0009 0000 0000") + kValidRequest}
                                                   << kValidAnswer << QStringList{skipped};
-        QTest::newRow("short frame alone") << one("0009 0000 0005 01 03 0064 00") << QByteArray()
+        QTest::newRow("short frame alone") << QList<QByteArray>{hex("0009 0000 0005 01 03 0064 00")} << QByteArray()
                                            << QStringList{skipped, waiting.arg(1)};
     }
 
@@ -264,19 +258,14 @@ private slots:
         const auto client = connectClient(m_port);
         QVERIFY(client);
         m_log->forget();
-        const QString start = QString::fromLatin1(kValidRequest.left(5).toHex());
-        const QString whole = QString::fromLatin1(kValidRequest.toHex());
-        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("REQ: ") + start));
-        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("REQ: ") + whole));
+        for (const QByteArray &buffered : {kValidRequest.left(5), kValidRequest})
+            QTest::ignoreMessage(QtDebugMsg, ("REQ: " + buffered.toHex()).constData());
 
         QVERIFY(exchange(*client, kValidRequest.left(5), 0).isEmpty());
         QCOMPARE(exchange(*client, kValidRequest.mid(5), kValidAnswer.size()).toHex(), kValidAnswer.toHex());
-        QCOMPARE(m_log->takeLines(),
-                 QStringList({QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(start),
-                              "[CConnectionHandler] Incomplete packet [1]. Wait for continue...",
-                              QStringLiteral("INFO: [CConnectionHandler] REQ: < %1 >").arg(whole),
-                              QStringLiteral("INFO: [CConnectionHandler] ANS: < %1 >")
-                                      .arg(QString::fromLatin1(kValidAnswer.toHex()))}));
+        QCOMPARE(m_log->takeLines(), QStringList({journal("REQ", kValidRequest.left(5)),
+                                                  "[CConnectionHandler] Incomplete packet [1]. Wait for continue...",
+                                                  journal("REQ", kValidRequest), journal("ANS", kValidAnswer)}));
     }
 
     // The second request comes while the first answer is written; the write
@@ -295,8 +284,8 @@ private slots:
         qInstallMessageHandler(g_sendOnDebugLine.previous);
         QVERIFY(!g_sendOnDebugLine.client);
         QCOMPARE(answers.toHex(), (kValidAnswer + kSecondAnswer).toHex());
-        QCOMPARE(m_log->takeLines(), QStringList({reqLine(kValidRequest), ansLine(kValidAnswer),
-                                                  reqLine(kSecondRequest), ansLine(kSecondAnswer)}));
+        QCOMPARE(m_log->takeLines(), QStringList({journal("REQ", kValidRequest), journal("ANS", kValidAnswer),
+                                                  journal("REQ", kSecondRequest), journal("ANS", kSecondAnswer)}));
     }
 
     // A client that pipelines the largest reads and does not read the answers

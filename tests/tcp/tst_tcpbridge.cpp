@@ -39,14 +39,14 @@ API::SApiDeviceData uplink(const QString &devEui, const QByteArray &payload)
 const QString kDamaged = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device 00000000000000D1 "
                                         "has been damaged or lost! Total packet size is [%1], received packet size "
                                         "is [%2]. Data discarded.");
+const QString kTimedOut = QStringLiteral("ERROR: [CDeviceHandler::waitingTimeout] Package from device "
+                                         "00000000000000D1 has been damaged or lost! Waiting timeout. Data discarded.");
 
 } // namespace
 
 class TestTcpBridge : public QObject
 {
     Q_OBJECT
-
-    // Sends "size@current/total" chunks, each filled with its own letter.
 
     TestWorkDir m_workDir;
     LogSpy *m_log = nullptr;
@@ -64,6 +64,7 @@ class TestTcpBridge : public QObject
         QTRY_COMPARE(m_listener->connections().size(), count);
     }
 
+    // Sends "size@current/total" chunks, each filled with its own letter.
     QByteArray send(const QString &chunks, quint16 statedSize)
     {
         QByteArray sent;
@@ -171,9 +172,7 @@ private slots:
         QTRY_COMPARE(m_clients.front()->bytesAvailable(), next.size());
         QCOMPARE(m_clients.front()->readAll(), next);
         QCOMPARE(m_log->takeLines().filter(QStringLiteral("ERROR")),
-                 QStringList({kDamaged.arg(20).arg(10), "ERROR: [CDeviceHandler::waitingTimeout] Package from device "
-                                                        "00000000000000D1 has been damaged or lost! Waiting timeout. "
-                                                        "Data discarded."}));
+                 QStringList({kDamaged.arg(20).arg(10), kTimedOut}));
     }
 
     void watchdogRestartsOnEachChunk()
@@ -198,9 +197,7 @@ private slots:
         QVERIFY(!timer->isActive());
         const QByteArray next = send(QStringLiteral("4@1/1"), 4);
         QTRY_COMPARE(m_clients.front()->bytesAvailable(), 30 + next.size());
-        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ERROR")),
-                 QStringList("ERROR: [CDeviceHandler::waitingTimeout] Package from device 00000000000000D1 has been "
-                             "damaged or lost! Waiting timeout. Data discarded."));
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("ERROR")), QStringList(kTimedOut));
     }
 
     // Data are logged as they are, even where they look like placeholders.
@@ -221,11 +218,8 @@ private slots:
     void negativeFrameTypesNeverReachTheClients_data()
     {
         QTest::addColumn<QByteArray>("frameType");
-        QTest::newRow("0x83") << hex("83");
-        QTest::newRow("0x85") << hex("85");
-        QTest::newRow("0xa6") << hex("a6");
-        QTest::newRow("0xad") << hex("ad");
-        QTest::newRow("0xff") << hex("ff");
+        for (const char *type : {"83", "85", "a6", "ad", "ff"})
+            QTest::addRow("0x%s", type) << hex(type);
     }
 
     void negativeFrameTypesNeverReachTheClients()

@@ -17,7 +17,8 @@
 
 namespace {
 
-enum Delegate { Register, Editor, ModBusDevice, TcpDevice };
+// The delegate that paints a card; an int, to sit in a test column.
+constexpr int Register = 0, Editor = 1, ModBus = 2, Tcp = 3;
 
 // Its template paints it in #2e86c1.
 const QString kClimateEui = QStringLiteral("F1A7C0DE00000101");
@@ -149,28 +150,26 @@ private slots:
 
         const int idle = QStyle::State_None;
         const int selected = QStyle::State_Selected;
+        const int hovered = QStyle::State_MouseOver;
+        const QColor climate(46, 134, 193, 150);
         const QColor none(Qt::transparent);
         const QString registerRefusal = QStringLiteral("[CRegisterDelegat::paint] ERROR: invalid input data size!");
         const QString cardRefusal = QStringLiteral("[CDeviceDelegat::paintAllRow] ERROR: invalid input data size!");
-        QTest::newRow("register, even row") << int(Register) << 14 << "" << 0 << idle << QC_GLOB_BLACK6C_10 << "";
-        QTest::newRow("register, odd row") << int(Register) << 14 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
-        QTest::newRow("register, selected") << int(Register) << 14 << "" << 1 << selected << QC_GLOB_BLACK6C_45 << "";
-        QTest::newRow("register, 15 columns") << int(Register) << 15 << "" << 0 << idle << none << registerRefusal;
-        QTest::newRow("editor, 15 columns") << int(Editor) << 15 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
-        QTest::newRow("editor, 13 columns") << int(Editor) << 13 << "" << 0 << idle << none << cardRefusal;
-        QTest::newRow("device, darkened") << int(ModBusDevice) << 6 << kClimateEui << 0 << idle
-                                          << QColor(35, 103, 148, 60) << "";
-        QTest::newRow("device, selected") << int(ModBusDevice) << 6 << kClimateEui << 0 << selected
-                                          << QColor(46, 134, 193, 150) << "";
-        QTest::newRow("device, hovered") << int(ModBusDevice) << 6 << kClimateEui << 0 << int(QStyle::State_MouseOver)
-                                         << QColor(46, 134, 193, 150) << "";
-        QTest::newRow("tcp template") << int(TcpDevice) << 5 << "F1A7C0DE00000303" << 0 << idle
-                                      << QColor(109, 52, 133, 60) << "";
-        QTest::newRow("unknown template") << int(ModBusDevice) << 6 << "0000000000000001" << 0 << idle
-                                          << QColor(0, 0, 0, 60) << "";
-        QTest::newRow("modbus device, 5 columns") << int(ModBusDevice) << 5 << kClimateEui << 0 << selected << none
+        QTest::newRow("register, even row") << Register << 14 << "" << 0 << idle << QC_GLOB_BLACK6C_10 << "";
+        QTest::newRow("register, odd row") << Register << 14 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
+        QTest::newRow("register, selected") << Register << 14 << "" << 1 << selected << QC_GLOB_BLACK6C_45 << "";
+        QTest::newRow("register, 15 columns") << Register << 15 << "" << 0 << idle << none << registerRefusal;
+        QTest::newRow("editor, 15 columns") << Editor << 15 << "" << 1 << idle << QC_GLOB_BLACK6C_25 << "";
+        QTest::newRow("editor, 13 columns") << Editor << 13 << "" << 0 << idle << none << cardRefusal;
+        QTest::newRow("device, darkened") << ModBus << 6 << kClimateEui << 0 << idle << QColor(35, 103, 148, 60) << "";
+        QTest::newRow("device, selected") << ModBus << 6 << kClimateEui << 0 << selected << climate << "";
+        QTest::newRow("device, hovered") << ModBus << 6 << kClimateEui << 0 << hovered << climate << "";
+        QTest::newRow("tcp template") << Tcp << 5 << "F1A7C0DE00000303" << 0 << idle << QColor(109, 52, 133, 60) << "";
+        QTest::newRow("unknown template") << ModBus << 6 << "0000000000000001" << 0 << idle << QColor(0, 0, 0, 60)
+                                          << "";
+        QTest::newRow("modbus device, 5 columns") << ModBus << 5 << kClimateEui << 0 << selected << none
                                                   << "6 5 " + cardRefusal;
-        QTest::newRow("tcp device, 6 columns") << int(TcpDevice) << 6 << kClimateEui << 0 << selected << none
+        QTest::newRow("tcp device, 6 columns") << Tcp << 6 << kClimateEui << 0 << selected << none
                                                << "5 6 " + cardRefusal;
     }
 
@@ -184,8 +183,8 @@ private slots:
         QFETCH(QColor, color);
         QFETCH(QString, refusal);
 
-        const auto model = delegate >= ModBusDevice ? deviceModel(columns, 2, appEui)
-                                                    : registerModel(columns, 2, 16, "text", "6F6B");
+        const auto model = delegate >= ModBus ? deviceModel(columns, 2, appEui)
+                                              : registerModel(columns, 2, 16, "text", "6F6B");
         QImage card(400, 65, QImage::Format_ARGB32_Premultiplied);
         card.fill(Qt::transparent);
         QImage reference = card;
@@ -196,14 +195,14 @@ private slots:
         option.state = QStyle::State(state);
         if (!refusal.isEmpty())
             QTest::ignoreMessage(QtDebugMsg, qPrintable(refusal));
+        const QModelIndex index = model->index(row, 0);
         if (delegate == Register)
-            CRegisterDelegat().paint(&painter, option, model->index(row, 0));
+            CRegisterDelegat().paint(&painter, option, index);
         else if (delegate == Editor)
-            CSimpleRegisterDelegat().paint(&painter, option, model->index(row, 0));
-        else if (delegate == ModBusDevice)
-            CDeviceDelegat(nullptr, CDeviceDelegat::ModBusMode).paint(&painter, option, model->index(row, 0));
+            CSimpleRegisterDelegat().paint(&painter, option, index);
         else
-            CDeviceDelegat(nullptr, CDeviceDelegat::TcpMode).paint(&painter, option, model->index(row, 0));
+            CDeviceDelegat(nullptr, delegate == ModBus ? CDeviceDelegat::ModBusMode : CDeviceDelegat::TcpMode)
+                    .paint(&painter, option, index);
         painter.end();
 
         // Bottom right, clear of the texts.

@@ -24,6 +24,7 @@ const QString kGatewayEui = QStringLiteral("F1A7C0DE00000303");
 const QString kBoiler = QStringLiteral("70B3D5000000C001");
 const QString kLowerCaseClimate = QStringLiteral("70b3d5000000c009");
 const QString kGateway = QStringLiteral("70B3D5000000D001");
+const QString kPortProblem = QStringLiteral("Invalid TCP port (is used or unsupported)");
 
 QJsonObject serverDevice(const QString &devEui, const QString &name, const QString &appEui)
 {
@@ -272,8 +273,7 @@ private slots:
         setEntry(m_addForm, port, startAddr);
 
         m_addForm->addDeviceSlot();
-        const QString portProblem = QStringLiteral("Invalid TCP port (is used or unsupported)");
-        QCOMPARE(!mark(m_addForm, portProblem)->isHidden(), portMarked);
+        QCOMPARE(!mark(m_addForm, kPortProblem)->isHidden(), portMarked);
         QCOMPARE(!mark(m_addForm, QStringLiteral("Empty start address"))->isHidden(), startMarked);
         QCOMPARE(m_addForm->result(), int(QDialog::Rejected));
     }
@@ -378,7 +378,7 @@ private slots:
         QVERIFY(oldClient);
         form->setOriginal(deviceId(QString(), ProtocolOption::TCP), kGateway, "Line 1 gateway", kGatewayEui, m_tcpPort);
         open(form, ProtocolOption::TCP);
-        QPushButton *portMark = mark(form, QStringLiteral("Invalid TCP port (is used or unsupported)"));
+        QPushButton *portMark = mark(form, kPortProblem);
 
         // Its own listener holds the present port.
         form->addDeviceSlot();

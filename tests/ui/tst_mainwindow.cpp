@@ -57,78 +57,56 @@ QMap<QString, QString> styleRules()
     return rules;
 }
 
-// Each rule of the style sheet as written, with the class and object name of
-// a widget that it selects (none for a rule that selects by class alone).
-struct SStyleRule
-{
-    QString selector;
-    QString declarations;
-    QString widgetClass;
-    QString objectName;
-};
-
-QList<SStyleRule> styleTable()
+// Each rule of the style sheet as written, selector to declarations.
+QMap<QString, QString> styleTable()
 {
     const QString button = QStringLiteral("border: none; border-radius: 3px; font: 9px \"Verdana\"; "
                                           "color: QC_GLOB_BLACK1_D1");
     return {
-        {"QListView", "border: none; border-radius: 0px", "QListView", ""},
-        {"MainWindow QWidget#MainWidget", "background-color: #FFF", "QWidget", "MainWidget"},
-        {"QLabel#title1Lab", "font-size: 18px; font-weight: bold; margin-left: 5px", "QLabel", "title1Lab"},
-        {"QLabel#title2Lab", "font-size: 18px; color: QC_GLOB_BLACK1_L0; font-weight: bold; margin-left: 5px",
-         "QLabel", "title2Lab"},
+        {"QListView", "border: none; border-radius: 0px"},
+        {"MainWindow QWidget#MainWidget", "background-color: #FFF"},
+        {"QLabel#title1Lab", "font-size: 18px; font-weight: bold; margin-left: 5px"},
+        {"QLabel#title2Lab", "font-size: 18px; color: QC_GLOB_BLACK1_L0; font-weight: bold; margin-left: 5px"},
         {"MainWindow QLabel#modbusName",
-         "color: QC_GLOB_BLACK6C_80; background-color: rgba(0,0,0,0%); font: 12px \"Tahoma\"", "QLabel",
-         "modbusName"},
+         "color: QC_GLOB_BLACK6C_80; background-color: rgba(0,0,0,0%); font: 12px \"Tahoma\""},
         {"MainWindow QLabel#modbusValue",
-         "color: QCT_GLOB_BLUE1_LIKE; background-color: rgba(0,0,0,0%); font: 13px \"Tahoma\"; font-weight: bold",
-         "QLabel", "modbusValue"},
-        {"MainWindow QLabel:hover#modbusValue", "color: QCT_GLOB_BLUE1_LIKE_L1", "QLabel", "modbusValue"},
+         "color: QCT_GLOB_BLUE1_LIKE; background-color: rgba(0,0,0,0%); font: 13px \"Tahoma\"; font-weight: bold"},
+        {"MainWindow QLabel:hover#modbusValue", "color: QCT_GLOB_BLUE1_LIKE_L1"},
         {"QPushButton#searchBtn",
          "background-color: QC_GLOB_BLUE1_L1; border-width: 4px; border-color: QC_GLOB_BLUE1_L2; "
-         "border-radius: 3px; min-height: 20px; min-width: 20px; font: 11px \"Verdana\"; color: QC_GLOB_WHITE1",
-         "QPushButton", "searchBtn"},
-        {"QPushButton:hover#searchBtn", "background-color: QC_GLOB_BLUE1", "QPushButton", "searchBtn"},
-        {"QPushButton:pressed#searchBtn", "background-color: QC_GLOB_BLUE1_D2", "QPushButton", "searchBtn"},
-        {"QPushButton#greenBtn", "background-color: QC_GLOB_GREEN1; " + button + "; padding: 0px", "QPushButton",
-         "greenBtn"},
-        {"QPushButton:hover#greenBtn", "background-color: QC_GLOB_GREEN1_L2", "QPushButton", "greenBtn"},
-        {"QPushButton:pressed#greenBtn", "background-color: QC_GLOB_GREEN1_D2", "QPushButton", "greenBtn"},
-        {"QPushButton#blueBtn", "background-color: QC_GLOB_BLUE1; " + button + "; padding: 0px", "QPushButton",
-         "blueBtn"},
-        {"QPushButton:hover#blueBtn", "background-color: QC_GLOB_BLUE1_L2", "QPushButton", "blueBtn"},
-        {"QPushButton:pressed#blueBtn", "background-color: QC_GLOB_BLUE1_D2", "QPushButton", "blueBtn"},
-        {"QPushButton#orangeBtn", "background-color: QC_GLOB_ORANGE1; " + button, "QPushButton", "orangeBtn"},
-        {"QPushButton:hover#orangeBtn", "background-color: QC_GLOB_ORANGE1_L2", "QPushButton", "orangeBtn"},
-        {"QPushButton:pressed#orangeBtn", "background-color: QC_GLOB_ORANGE1_D2", "QPushButton", "orangeBtn"},
-        {"QPushButton#redBtn", "background-color: QC_GLOB_RED1; " + button, "QPushButton", "redBtn"},
-        {"QPushButton:hover#redBtn", "background-color: QC_GLOB_RED1_L2", "QPushButton", "redBtn"},
-        {"QPushButton:pressed#redBtn", "background-color: QC_GLOB_RED1_D2", "QPushButton", "redBtn"},
-        {"CLeftPanel", "background-color: QC_GLOB_BLACK1", "CLeftPanel", ""},
+         "border-radius: 3px; min-height: 20px; min-width: 20px; font: 11px \"Verdana\"; color: QC_GLOB_WHITE1"},
+        {"QPushButton:hover#searchBtn", "background-color: QC_GLOB_BLUE1"},
+        {"QPushButton:pressed#searchBtn", "background-color: QC_GLOB_BLUE1_D2"},
+        {"QPushButton#greenBtn", "background-color: QC_GLOB_GREEN1; " + button + "; padding: 0px"},
+        {"QPushButton:hover#greenBtn", "background-color: QC_GLOB_GREEN1_L2"},
+        {"QPushButton:pressed#greenBtn", "background-color: QC_GLOB_GREEN1_D2"},
+        {"QPushButton#blueBtn", "background-color: QC_GLOB_BLUE1; " + button + "; padding: 0px"},
+        {"QPushButton:hover#blueBtn", "background-color: QC_GLOB_BLUE1_L2"},
+        {"QPushButton:pressed#blueBtn", "background-color: QC_GLOB_BLUE1_D2"},
+        {"QPushButton#orangeBtn", "background-color: QC_GLOB_ORANGE1; " + button},
+        {"QPushButton:hover#orangeBtn", "background-color: QC_GLOB_ORANGE1_L2"},
+        {"QPushButton:pressed#orangeBtn", "background-color: QC_GLOB_ORANGE1_D2"},
+        {"QPushButton#redBtn", "background-color: QC_GLOB_RED1; " + button},
+        {"QPushButton:hover#redBtn", "background-color: QC_GLOB_RED1_L2"},
+        {"QPushButton:pressed#redBtn", "background-color: QC_GLOB_RED1_D2"},
+        {"CLeftPanel", "background-color: QC_GLOB_BLACK1"},
         {"CAbstractPanelButton",
-         "min-height: 35px; background-color: QC_GLOB_BLACK1; padding: 0px; margin: 0px; border: none",
-         "CAbstractPanelButton", ""},
-        {"CAbstractPanelButton:hover", "background-color: QC_GLOB_BLACK1_L0", "CAbstractPanelButton", ""},
-        {"CAbstractPanelButton:pressed, CAbstractPanelButton:checked", "background-color: QC_GLOB_BLACK1_E2G",
-         "CAbstractPanelButton", ""},
+         "min-height: 35px; background-color: QC_GLOB_BLACK1; padding: 0px; margin: 0px; border: none"},
+        {"CAbstractPanelButton:hover", "background-color: QC_GLOB_BLACK1_L0"},
+        {"CAbstractPanelButton:pressed, CAbstractPanelButton:checked", "background-color: QC_GLOB_BLACK1_E2G"},
         {"CAbstractPanelButton QLabel#titleLable",
-         "background-color: rgba(0,0,0,0%); color: QC_GLOB_WHITE1; font: bold 10pt \"Arial\"", "QLabel",
-         "titleLable"},
+         "background-color: rgba(0,0,0,0%); color: QC_GLOB_WHITE1; font: bold 10pt \"Arial\""},
         {"CAbstractPanelButton QGroupBox",
-         "background-color: QC_GLOB_GREEN1; border: none; border-radius: 3px; margin: 3px; padding: 3px",
-         "QGroupBox", ""},
+         "background-color: QC_GLOB_GREEN1; border: none; border-radius: 3px; margin: 3px; padding: 3px"},
         {"CSearchEditWidget",
          "background-color: QC_GLOB_BLUE1_L1; border: 1px solid QC_GLOB_BLUE1_L1; border-radius: 5px; "
-         "min-height: 30px; max-height: 30px",
-         "CSearchEditWidget", ""},
+         "min-height: 30px; max-height: 30px"},
         {"CSearchEditWidget QLineEdit",
          "border: none; background-color: QC_GLOB_BLUE1_L2; font: bold 10pt \"Museo Sans Cyrl 300\"; "
-         "color: QC_GLOB_WHITE",
-         "QLineEdit", ""},
+         "color: QC_GLOB_WHITE"},
         {"CSearchEditWidget QLineEdit:disabled",
-         "background-color: QC_GLOB_BLUE1_L1; font: 10px \"Museo Sans Cyrl 300\"; color: QC_GLOB_BLACK6C_13",
-         "QLineEdit", ""},
-        {"QDialog QPushButton", "min-height: 20px; font-size: 14px", "QPushButton", ""},
+         "background-color: QC_GLOB_BLUE1_L1; font: 10px \"Museo Sans Cyrl 300\"; color: QC_GLOB_BLACK6C_13"},
+        {"QDialog QPushButton", "min-height: 20px; font-size: 14px"},
     };
 }
 
@@ -142,11 +120,6 @@ QStringList shownTexts(const QWidget &window)
     for (const QGroupBox *box : window.findChildren<QGroupBox *>())
         texts.append(box->title());
     return texts;
-}
-
-QJsonObject serverDevice(const QString &devEui, const QString &name, const QString &appEui)
-{
-    return {{"devEui", devEui}, {"devName", name}, {"OTAA", QJsonObject{{"appEui", appEui}}}};
 }
 
 } // namespace
@@ -185,6 +158,16 @@ class TestMainWindow : public QObject
         QList<QPushButton *> buttons = parent->findChildren<QPushButton *>(QStringLiteral("greenBtn"));
         buttons.append(parent->findChild<QPushButton *>(QStringLiteral("redBtn")));
         return buttons.at(index);
+    }
+
+    // Fills in the server's address and credentials and clicks Connect.
+    void connectWith(const QStringList &fields, const QString &scheme) const
+    {
+        const QStringList edits = {"ipEdit", "portEdit", "loginEdit", "passwordEdit"};
+        for (int index = 0; index < edits.size(); ++index)
+            child<QLineEdit>(edits.at(index))->setText(fields.at(index));
+        child<QComboBox>(QStringLiteral("schemeBox"))->setCurrentText(scheme);
+        child<QPushButton>(QStringLiteral("blueBtn"))->click();
     }
 
     // Clicks a button that runs a form modally, and drives the form from its
@@ -370,11 +353,10 @@ private slots:
     void styleSheetRulesMeetTheirWidgets_data()
     {
         QTest::addColumn<QString>("declarations");
-        QTest::addColumn<QString>("widgetClass");
-        QTest::addColumn<QString>("objectName");
 
-        for (const SStyleRule &rule : styleTable())
-            QTest::newRow(qPrintable(rule.selector)) << rule.declarations << rule.widgetClass << rule.objectName;
+        const QMap<QString, QString> table = styleTable();
+        for (auto rule = table.cbegin(); rule != table.cend(); ++rule)
+            QTest::newRow(qPrintable(rule.key())) << rule.value();
     }
 
     // The object names are a contract between the code and the sheet: each
@@ -382,27 +364,24 @@ private slots:
     void styleSheetRulesMeetTheirWidgets()
     {
         QFETCH(QString, declarations);
-        QFETCH(QString, widgetClass);
-        QFETCH(QString, objectName);
 
-        QCOMPARE(styleRules().value(QString::fromUtf8(QTest::currentDataTag())), declarations);
+        const QString selector = QString::fromUtf8(QTest::currentDataTag());
+        QCOMPARE(styleRules().value(selector), declarations);
+        // The last part of the first selector, without its pseudo-state, names the widget.
+        QString target = selector.section(QLatin1Char(','), 0, 0).section(QLatin1Char(' '), -1);
+        target.remove(QRegularExpression(QStringLiteral(":[a-z]+")));
+        const QByteArray widgetClass = target.section(QLatin1Char('#'), 0, 0).toLatin1();
+        const QString objectName = target.section(QLatin1Char('#'), 1);
         QList<QWidget *> widgets = m_window->findChildren<QWidget *>();
         widgets << CAddNewDeviceForm::getInstance()->findChildren<QWidget *>();
         const auto selected = [&widgetClass, &objectName](const QWidget *widget) {
-            return widget->inherits(widgetClass.toLatin1().constData())
+            return widget->inherits(widgetClass.constData())
                     && (objectName.isEmpty() || widget->objectName() == objectName);
         };
         QVERIFY(std::any_of(widgets.cbegin(), widgets.cend(), selected));
     }
 
-    void styleSheetHasNoRuleBeyondTable()
-    {
-        QStringList selectors;
-        for (const SStyleRule &rule : styleTable())
-            selectors.append(rule.selector);
-        selectors.sort();
-        QCOMPARE(styleRules().keys(), selectors);
-    }
+    void styleSheetHasNoRuleBeyondTable() { QCOMPARE(styleRules().keys(), styleTable().keys()); }
 
     void panelButtonsSwitchPages_data()
     {
@@ -443,10 +422,9 @@ private slots:
         QFETCH(QString, devEui);
         QFETCH(QString, appEui);
 
+        const QJsonObject added{{"devEui", devEui}, {"devName", "Added"}, {"OTAA", QJsonObject{{"appEui", appEui}}}};
         m_server->setReply(QStringLiteral("get_devices_req"),
-                           {{"cmd", "get_devices_resp"},
-                            {"status", true},
-                            {"devices_list", QJsonArray{serverDevice(devEui, QStringLiteral("Added"), appEui)}}});
+                           {{"cmd", "get_devices_resp"}, {"status", true}, {"devices_list", QJsonArray{added}}});
         const int rows = deviceModel(page)->rowCount();
         const int packetRequests = m_server->receivedWithCmd(QStringLiteral("get_data_req")).size();
         CAddNewDeviceForm *form = CAddNewDeviceForm::getInstance();
@@ -541,33 +519,23 @@ private slots:
     // Last: a complete entry leaves the test's server.
     void connectNeedsEveryField()
     {
-        const QStringList edits = {"ipEdit", "portEdit", "loginEdit", "passwordEdit"};
-        const QStringList fields = {"127.0.0.1", "4000", "user", ""};
-        for (int index = 0; index < edits.size(); ++index)
-            child<QLineEdit>(edits.at(index))->setText(fields.at(index));
-        child<QComboBox>(QStringLiteral("schemeBox"))->setCurrentText(QStringLiteral("wss"));
         m_log->forget();
         QSignalSpy requests(m_window.get(), &MainWindow::connectToServer);
 
-        child<QPushButton>(QStringLiteral("blueBtn"))->click();
+        connectWith({"127.0.0.1", "4000", "user", ""}, QStringLiteral("wss"));
         QCOMPARE(m_log->takeLines().filter(QStringLiteral("[main]")), QStringList{"[main] PASSWORD is empty"});
         QCOMPARE(requests.size(), 0);
 
-        child<QLineEdit>(QStringLiteral("passwordEdit"))->setText(QStringLiteral("secret"));
-        child<QPushButton>(QStringLiteral("blueBtn"))->click();
+        connectWith({"127.0.0.1", "4000", "user", "secret"}, QStringLiteral("wss"));
         QCOMPARE(requests.size(), 1);
         QCOMPARE(requests.at(0), (QVariantList{"wss://127.0.0.1:4000", "user", "secret"}));
     }
+
     void statusToolTipGivesFailureReason()
     {
         QLabel *status = child<QLabel>(QStringLiteral("statusLabel"));
-        const QStringList edits = {"ipEdit", "portEdit", "loginEdit", "passwordEdit"};
-        const auto connectTo = [&](quint16 port) {
-            const QStringList fields = {"127.0.0.1", QString::number(port), "operator", "secret"};
-            for (int index = 0; index < edits.size(); ++index)
-                child<QLineEdit>(edits.at(index))->setText(fields.at(index));
-            child<QComboBox>(QStringLiteral("schemeBox"))->setCurrentText(QStringLiteral("ws"));
-            child<QPushButton>(QStringLiteral("blueBtn"))->click();
+        const auto connectTo = [this](int port) {
+            connectWith({"127.0.0.1", QString::number(port), "operator", "secret"}, QStringLiteral("ws"));
         };
 
         connectTo(freePort());
