@@ -27,26 +27,6 @@ REGISTERS = 16
 CLIENT_COUNTS = (1, 8)
 DEVICES_A_PORT = 10
 
-# The schema as the program makes it, so that it finds its tables in place.
-SCHEMA = [
-    "CREATE TABLE IF NOT EXISTS devices ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, name TEXT, "
-    "app_eui TEXT, dev_eui TEXT, port INTEGER, start_addr INTEGER ); ",
-    "CREATE TABLE IF NOT EXISTS devicesTCP ( device INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL UNIQUE, "
-    "name TEXT, app_eui TEXT, dev_eui TEXT, port INTEGER ); ",
-    "CREATE TABLE IF NOT EXISTS dev_data ( device INTEGER NOT NULL, port INTEGER, reg_addr INTEGER, "
-    "start_value INTEGER, grating_period REAL, bit_size REAL, data_type TEXT, value TEXT DEFAULT NULL, "
-    "full_value TEXT DEFAULT NULL, time INTEGER DEFAULT NULL, name TEXT DEFAULT NULL, "
-    "unit TEXT DEFAULT NULL, parent INTEGER, source INTEGER ); ",
-    "CREATE INDEX IF NOT EXISTS idx_eui ON devices ( dev_eui );",
-    "CREATE INDEX IF NOT EXISTS idx_device ON devices ( device );",
-    "CREATE INDEX IF NOT EXISTS idx_euiTCP ON devicesTCP ( dev_eui );",
-    "CREATE INDEX IF NOT EXISTS idx_deviceTCP ON devicesTCP ( device );",
-    "CREATE INDEX IF NOT EXISTS idx_dev_parent ON dev_data ( device, parent );",
-    "CREATE INDEX IF NOT EXISTS idx_dev_regaddr ON dev_data ( device, reg_addr );",
-    "CREATE INDEX IF NOT EXISTS idx_port_regaddr ON dev_data ( port, reg_addr );",
-]
-
-
 def free_ports(count):
     sockets = []
     for _ in range(count):
@@ -80,11 +60,34 @@ def wait_for_ports(ports, process, limit=60.0):
     return True
 
 
-def seed_store(folder, ports, devices):
+def make_schema(build_dir, folder, limit=30.0):
+    """Lets the program make its tables and indexes (the last index ends its start) in
+    an empty folder, so that the bench fills the very schema it reads from."""
+    process = start_quillbar(build_dir, folder)
+    try:
+        deadline = time.monotonic() + limit
+        while time.monotonic() < deadline and process.poll() is None:
+            if os.path.exists(os.path.join(folder, "server.db")):
+                db = sqlite3.connect(os.path.join(folder, "server.db"), timeout=5)
+                try:
+                    made = db.execute("SELECT count(*) FROM sqlite_master WHERE type IN ('table', 'index') "
+                                      "AND name IN ('devices', 'devicesTCP', 'dev_data', 'idx_port_regaddr')"
+                                      ).fetchone()[0]
+                except sqlite3.Error:
+                    made = 0
+                db.close()
+                if made == 4:
+                    return
+            time.sleep(0.05)
+        raise RuntimeError("the program made no register file in %s" % folder)
+    finally:
+        stop(process)
+
+
+def seed_store(build_dir, folder, ports, devices):
     """Devices with 16 registers each, DEVICES_A_PORT on a port, every register holding a value."""
+    make_schema(build_dir, folder)
     db = sqlite3.connect(os.path.join(folder, "server.db"))
-    for sql in SCHEMA:
-        db.execute(sql)
     for i in range(devices):
         eui = "70B3D5%010X" % i
         port = ports[i // DEVICES_A_PORT]
@@ -142,7 +145,7 @@ def load(build_dir, port, clients, seconds):
 def peer_table(build_dir, node_path, rounds, seconds):
     folder = tempfile.mkdtemp(prefix="quillbar-peers-")
     ports = dict(zip(("Quillbar", "libmodbus", "pymodbus", "jsmodbus"), free_ports(4)))
-    seed_store(folder, [ports["Quillbar"]], 1)
+    seed_store(build_dir, folder, [ports["Quillbar"]], 1)
     servers = {
         "Quillbar": start_quillbar(build_dir, folder),
         "libmodbus": subprocess.Popen([os.path.join(build_dir, "bench", "bench_modbusload"), "serve",
@@ -204,7 +207,7 @@ def startup(build_dir):
     for devices in (10, 100, 1000):
         folder = tempfile.mkdtemp(prefix="quillbar-start-")
         ports = free_ports(devices // DEVICES_A_PORT)
-        seed_store(folder, ports, devices)
+        seed_store(build_dir, folder, ports, devices)
         began = time.monotonic()
         process = start_quillbar(build_dir, folder)
         try:
