@@ -210,8 +210,8 @@ inline const QString maxAgeGroup = QLatin1String("max_age");
 inline const QString writablePortsGroup = QLatin1String("writable_ports");
 } // namespace SettingsKey
 
-// What the keys hold while unset, and the unit in which the dialog and
-// quillbar-tool show file_max_size.
+// What the keys hold while unset, and the unit and ranges in which the dialog
+// and quillbar-tool take the log's files.
 namespace SettingsDefault {
 inline constexpr bool useLog = true;
 inline constexpr bool expandedLog = false;
@@ -219,9 +219,12 @@ inline constexpr qint64 fileMaxSize = 1000000;
 inline constexpr qint64 bytesPerMb = 1000000;
 // In effect: the log reads an unset count as 0, so each rotation empties its one file.
 inline constexpr int maxFilesCounter = 0;
+inline constexpr int leastFiles = 1;
+inline constexpr int mostFiles = 20;
+inline constexpr int mostFileSizeMb = 100000;
 // The dialog's spin box cannot show 0; for an unset count it offers its
 // largest, which Save then stores.
-inline constexpr int maxFilesOffered = 20;
+inline constexpr int maxFilesOffered = mostFiles;
 inline constexpr bool strictAddresses = false;
 } // namespace SettingsDefault
 

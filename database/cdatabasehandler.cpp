@@ -590,19 +590,9 @@ sqlite3 *CDataBaseHandler::connectionHandle() const
     return StoreSqlite::handleOf(m_db);
 }
 
-bool CDataBaseHandler::connectionIsBusy(const QSqlDatabase &db)
+bool CDataBaseHandler::lastFailureWasBusy() const
 {
-    sqlite3 *connection = StoreSqlite::handleOf(db);
-    if (!connection)
-        return false;
-    // The journal of a cut-off write fails a read-only connection with
-    // READONLY_ROLLBACK (READONLY_RECOVERY for a write-ahead log): only the
-    // extended code tells it from a file that cannot be written at all. An
-    // extended code keeps its primary one in the low byte.
-    const int code = sqlite3_extended_errcode(connection);
-    const int primary = code & 0xff;
-    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || code == SQLITE_READONLY_ROLLBACK
-            || code == SQLITE_READONLY_RECOVERY;
+    return StoreSqlite::connectionIsBusy(m_db);
 }
 
 CDataBaseHandler::~CDataBaseHandler() = default;
@@ -631,9 +621,12 @@ DB::SRegisterParam CDataBaseHandler::getRegisterParam(const QString &devEui, qui
 
 QString CDataBaseHandler::registerParamSql()
 {
-    return QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) AND %1.%6=:%6;")
-            .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice), dev(DevEui),
-                 reg(RegAddr));
+    // Written out once: the look-up runs for every register of every uplink.
+    static const QString sql =
+            QStringLiteral("SELECT * FROM %1 WHERE %1.%3 IN ( SELECT %2.%4 FROM %2 WHERE %2.%5=:%5 ) AND %1.%6=:%6;")
+                    .arg(DbName::registerTable, DbName::deviceTable, reg(RegDevice), dev(DevDevice), dev(DevEui),
+                         reg(RegAddr));
+    return sql;
 }
 
 void CDataBaseHandler::bindRegisterParam(QSqlQuery &query, const QString &devEui, quint32 regAddr)

@@ -85,7 +85,7 @@ public:
     QString writeError() const { return m_writeError; }
     bool writeWasBusy() const { return m_writeWasBusy; }
     // Whether the last failure on the handler's connection came from another program.
-    bool lastFailureWasBusy() const { return connectionIsBusy(m_db); }
+    bool lastFailureWasBusy() const;
 
     // The scaling look-up of one register by DevEUI and absolute address, as
     // the decoder makes it, for a query of any connection to the file.
@@ -93,11 +93,6 @@ public:
     static void bindRegisterParam(QSqlQuery &query, const QString &devEui, quint32 regAddr);
     // The scaling of the row the query stands on; the decimals are kept apart.
     static DB::SRegisterParam registerParamOf(const QSqlQuery &row, quint32 regAddr);
-
-    // True when the last failure on the connection came from another
-    // program's write: its lock held past the wait, or the journal of an
-    // interrupted write, which only a writer can roll back.
-    static bool connectionIsBusy(const QSqlDatabase &db);
 
     // Every ModBus device by ascending device id, with the newest time of its rows.
     QList<DB::SDeviceLastStored> lastStoredTimes();

@@ -70,19 +70,13 @@ QByteArrayView hexColumn(sqlite3_stmt *statement, int column, ValueBytes &bytes)
     return QByteArrayView(bytes.constData(), bytes.size());
 }
 
-QString readSqlText(quint32 port, quint32 first, quint32 last)
-{
-    return QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
-            .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr), QString::number(first),
-                 QString::number(last));
-}
-
-
 } // namespace
 
 QString CRegisterReads::sql(quint32 port, quint32 first, quint32 last)
 {
-    return readSqlText(port, first, last);
+    return QStringLiteral("SELECT * FROM %1 WHERE %2=%3 AND %4 BETWEEN %5 AND %6;")
+            .arg(DbName::registerTable, reg(RegPort), QString::number(port), reg(RegAddr), QString::number(first),
+                 QString::number(last));
 }
 
 std::optional<QMap<quint16, quint16>> CRegisterReads::read(sqlite3 *handle, quint32 port, quint32 startAddress,

@@ -24,6 +24,18 @@ bool isBusy(int result)
     return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
 }
 
+bool connectionIsBusy(const QSqlDatabase &db)
+{
+    sqlite3 *handle = handleOf(db);
+    if (!handle)
+        return false;
+    // The journal of a cut-off write fails a read-only connection with
+    // READONLY_ROLLBACK (READONLY_RECOVERY for a write-ahead log): only the
+    // extended code tells it from a file that cannot be written at all.
+    const int code = sqlite3_extended_errcode(handle);
+    return isBusy(code) || code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY;
+}
+
 int execute(sqlite3 *handle, const char *sql)
 {
     return handle ? sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;

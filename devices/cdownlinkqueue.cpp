@@ -144,7 +144,8 @@ quint8 CDownlinkQueue::sortByEntry(const SWrite &write, QMap<SEntryState *, Word
         // A device without downlinks refuses writes as it always did.
         if (std::none_of(m_devices.cbegin(), m_devices.cend(), covers))
             return refuse(write, CModbusFraming::IllegalFunction, QStringLiteral("no device here takes writes"));
-        return refuse(write, CModbusFraming::IllegalDataAddress, QStringLiteral("register %1 belongs to no downlink").arg(address));
+        return refuse(write, CModbusFraming::IllegalDataAddress,
+                      QStringLiteral("register %1 belongs to no downlink").arg(address));
     }
     return 0;
 }

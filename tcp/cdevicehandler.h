@@ -37,12 +37,12 @@ public:
     };
 
     CDeviceHandler(quint16 port, ProtocolOption protocol, const QString &devEui, QObject *parent = nullptr);
+    ~CDeviceHandler() override;
 
     // Whether a TCP device's payload is a frame that carries a chunk (types 3, 5, 6 and 13).
     static bool isChunkFrame(const QByteArray &payload);
     // Frame type 5 has its own offsets; every other type those of type 3.
     static SChunk chunkOf(const QByteArray &payload);
-    ~CDeviceHandler() override;
 
     quint16 listenPort() const { return m_port; }
     const QStringList &devices() const { return m_devices; }

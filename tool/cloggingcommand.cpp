@@ -12,12 +12,9 @@ const QString kOff = QStringLiteral("off");
 const QString kMaxFiles = QStringLiteral("max-files");
 const QString kMaxSize = QStringLiteral("max-size");
 
-// The ranges and defaults of the settings dialog and of the log itself.
-constexpr int kMinFileCount = 1;
-constexpr int kMaxFileCount = 20;
-// A size of 0 would make the program rotate its log at every batch of lines.
+// Unlike the dialog, which takes 0: a size of 0 would make the program
+// rotate its log at every batch of lines.
 constexpr int kMinFileSizeMb = 1;
-constexpr int kMaxFileSizeMb = 100000;
 // A ModBus request writes a REQ and an ANS line; a read of two registers
 // measured 85 and 87 bytes in history.log, stamp and line feed included.
 constexpr double kBytesPerPoll = 85 + 87;
@@ -55,10 +52,10 @@ int CLoggingCommand::run(const QCommandLineParser &parser, SToolStreams &streams
         return fail(streams, QStringLiteral("--on and --off exclude each other"), ExitUsage);
     bool ok = true;
     const int files = parser.isSet(kMaxFiles) ? parser.value(kMaxFiles).toInt(&ok) : 0;
-    if (!ok || (parser.isSet(kMaxFiles) && (files < kMinFileCount || files > kMaxFileCount)))
+    if (!ok || (parser.isSet(kMaxFiles) && (files < SettingsDefault::leastFiles || files > SettingsDefault::mostFiles)))
         return fail(streams, QStringLiteral("--max-files must be a number from 1 to 20"), ExitUsage);
     const int sizeMb = parser.isSet(kMaxSize) ? parser.value(kMaxSize).toInt(&ok) : 0;
-    if (!ok || (parser.isSet(kMaxSize) && (sizeMb < kMinFileSizeMb || sizeMb > kMaxFileSizeMb)))
+    if (!ok || (parser.isSet(kMaxSize) && (sizeMb < kMinFileSizeMb || sizeMb > SettingsDefault::mostFileSizeMb)))
         return fail(streams, QStringLiteral("--max-size must be a number from 1 to 100000"), ExitUsage);
     const bool change = parser.isSet(kOn) || parser.isSet(kOff) || parser.isSet(kMaxFiles) || parser.isSet(kMaxSize);
     if (change && !CWorkFolder::locate(parser, streams, name()))

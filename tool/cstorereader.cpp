@@ -2,11 +2,11 @@
 
 #include "core/constants.h"
 #include "database/cdatabasehandler.h"
+#include "database/storesqlite.h"
 
 #include <QFileInfo>
 #include <QSqlError>
 #include <QUuid>
-
 
 namespace {
 
@@ -14,7 +14,6 @@ namespace {
 const QString kConnectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=%1");
 const QString kDriver = QStringLiteral("QSQLITE");
 const QStringList kTables = {DbName::deviceTable, DbName::tcpDeviceTable, DbName::registerTable};
-
 
 } // namespace
 
@@ -132,7 +131,7 @@ QString CStoreReader::busyError(const QString &filePath)
 
 bool CStoreReader::failQuery(const QString &what, const QSqlQuery &query)
 {
-    if (!CDataBaseHandler::connectionIsBusy(QSqlDatabase::database(m_connectionName, false)))
+    if (!StoreSqlite::connectionIsBusy(QSqlDatabase::database(m_connectionName, false)))
         return fail(what, query.lastError().text());
     m_error = busyError(m_filePath);
     return false;

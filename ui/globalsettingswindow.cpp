@@ -12,9 +12,6 @@
 #include <QSpinBox>
 
 namespace {
-constexpr int kMinFileCount = 1;
-constexpr int kMaxFileCount = 20;
-constexpr int kMaxFileSizeMb = 100000;
 constexpr int kButtonPointSize = 9;
 
 QHBoxLayout *rowLayout(const QString &name)
@@ -42,8 +39,8 @@ GlobalSettingsWindow::GlobalSettingsWindow()
     m_fileSizeBox->setObjectName(QStringLiteral("FileMaxSize"));
     m_buttonBox->setObjectName(QStringLiteral("buttonBox"));
 
-    m_fileCountBox->setRange(kMinFileCount, kMaxFileCount);
-    m_fileSizeBox->setRange(0, kMaxFileSizeMb);
+    m_fileCountBox->setRange(SettingsDefault::leastFiles, SettingsDefault::mostFiles);
+    m_fileSizeBox->setRange(0, SettingsDefault::mostFileSizeMb);
 
     // The box stands to the right of its text.
     for (QCheckBox *box : {m_useLogBox, m_expandedLogBox}) {
@@ -111,5 +108,5 @@ void GlobalSettingsWindow::readSettings()
     m_fileCountBox->setValue(CSettings::readValue(SettingsKey::maxFilesCounter, maxFilesOffered).toInt());
     m_expandedLogBox->setChecked(CSettings::readValue(SettingsKey::expandedLog, expandedLog).toBool());
     const qint64 sizeMb = CSettings::readValue(SettingsKey::fileMaxSize, fileMaxSize).toLongLong() / bytesPerMb;
-    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), sizeMb, qint64(kMaxFileSizeMb))));
+    m_fileSizeBox->setValue(static_cast<int>(qBound(qint64(0), sizeMb, qint64(mostFileSizeMb))));
 }
