@@ -1,5 +1,6 @@
 #include "core/clogfile.h"
 #include "core/csettings.h"
+#include "logspy.h"
 #include "testworkdir.h"
 
 #include <QFile>
@@ -40,6 +41,12 @@ int filesCounter()
     return CSettings::readValue(QStringLiteral("files_counter")).toInt();
 }
 
+void setLimits(const QVariant &maxFilesCounter, const QVariant &fileMaxSize)
+{
+    CSettings::writeValue(QStringLiteral("max_files_counter"), maxFilesCounter);
+    CSettings::writeValue(QStringLiteral("file_max_size"), fileMaxSize);
+}
+
 QStringList debugLines;
 
 void keepDebugLine(QtMsgType, const QMessageLogContext &, const QString &message)
@@ -65,6 +72,9 @@ private slots:
         QVERIFY(m_log);
         QCOMPARE(CLogFile::getInstance(QStringLiteral("other"), QStringLiteral("x")), m_log);
     }
+
+    // Each test starts from no file count limit and the default size limit.
+    void cleanup() { setLimits(QVariant(), 1000000); }
 
     void linesAndSignal()
     {
@@ -93,8 +103,7 @@ private slots:
             const QRegularExpressionMatch match = last.match(readAll());
             QVERIFY(match.hasMatch());
             // "yy" reads back in the 1900s.
-            const QDateTime stamp = QDateTime::fromString(match.captured(1), QStringLiteral("dd-MMM-yy HH:mm:ss.zzz"))
-                                            .addYears(100);
+            const QDateTime stamp = QDateTime::fromString(match.captured(1), "dd-MMM-yy HH:mm:ss.zzz").addYears(100);
             QVERIFY2(before <= stamp && stamp <= after, qPrintable(match.captured(1)));
             QTest::qWait(int(1000 - after.time().msec() + 5));
         }
@@ -141,15 +150,13 @@ private slots:
         m_log->addLogMetod(bulky(QStringLiteral("four")));
         QVERIFY(holdsOnly(bulky(QStringLiteral("four"))));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")));
-        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 
     // Lines posted together are written together, yet each one is measured
     // against the limit with the lines ahead of it counted.
     void postedBurstRotatesLineByLine()
     {
-        CSettings::writeValue(QStringLiteral("max_files_counter"), 3);
-        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
+        setLimits(3, 65536);
         QSignalSpy spy(m_log, &CLogFile::addLogSignal);
         for (const QString &word : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")})
             CLogFile::addLog(bulky(word));
@@ -159,8 +166,6 @@ private slots:
         QVERIFY(holdsOnly(bulky(QStringLiteral("c"))));
         QVERIFY(!QFile::exists(QStringLiteral("history(1).log")) && !QFile::exists(QStringLiteral("history(2).log")));
         QCOMPARE(filesCounter(), 0);
-        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
-        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 
     void fileOnlyWriterHasItsOwnLimit()
@@ -202,23 +207,18 @@ private slots:
     {
         QFETCH(QVariant, setting);
         QFETCH(bool, reported);
-        CSettings::writeValue(QStringLiteral("max_files_counter"), 100);
-        CSettings::writeValue(QStringLiteral("file_max_size"), setting);
-        QSignalSpy spy(m_log, &CLogFile::addLogSignal);
+        setLimits(100, setting);
+        LogSpy spy;
         const int counter = filesCounter();
         m_log->addLogMetod(bulky(QStringLiteral("kept")));
         m_log->addLogMetod(QStringLiteral("kept too"));
         m_log->addLogMetod(QStringLiteral("kept as well"));
         QCOMPARE(filesCounter(), counter);
 
-        QCoreApplication::sendPostedEvents();
-        QStringList said;
-        for (const QList<QVariant> &arguments : std::as_const(spy))
-            said.append(arguments.at(0).toString().section(QLatin1Char(']'), 1));
         const QString report = QStringLiteral("WARNING: [CLogFile] file_max_size [%1] is not a size of at least 65536 "
                                               "bytes: the log file is rotated at 1000000 bytes.")
                                        .arg(setting.toString());
-        QCOMPARE(said.filter(QStringLiteral("file_max_size")), reported ? QStringList(report) : QStringList());
+        QCOMPARE(spy.takeLines().filter("file_max_size"), reported ? QStringList(report) : QStringList());
 
         // Past the default the file moves on.
         QFile file(logFileName(counter));
@@ -228,8 +228,6 @@ private slots:
         m_log->addLogMetod(QStringLiteral("moved on"));
         QCOMPARE(filesCounter(), counter + 1);
         QVERIFY(holdsOnly(QStringLiteral("moved on"), logFileName(counter + 1)));
-        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
-        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 
     // Folders stand where the next files should go: the log goes on in a
@@ -250,8 +248,7 @@ private slots:
         QFETCH(int, writtenTo);
         QFETCH(int, reports);
         QFETCH(int, recoveredTo);
-        CSettings::writeValue(QStringLiteral("max_files_counter"), 100);
-        CSettings::writeValue(QStringLiteral("file_max_size"), 65536);
+        setLimits(100, 65536);
         m_log->addLogMetod(bulky(QStringLiteral("full")));
         const int counter = filesCounter();
         for (int i = 1; i <= blocked; ++i)
@@ -274,8 +271,6 @@ private slots:
             QVERIFY(QDir().rmdir(logFileName(counter + i)));
         m_log->addLogMetod(QStringLiteral("recovered"));
         QVERIFY(readAll(logFileName(counter + recoveredTo)).endsWith(QStringLiteral("]recovered")));
-        CSettings::writeValue(QStringLiteral("max_files_counter"), QVariant());
-        CSettings::writeValue(QStringLiteral("file_max_size"), 1000000);
     }
 };
 

@@ -118,8 +118,7 @@ private slots:
             "idx_port_regaddr|CREATE INDEX idx_port_regaddr ON dev_data ( port, reg_addr )",
         };
         QCOMPARE(rows("SELECT name, sql FROM sqlite_master WHERE sql IS NOT NULL AND name <> 'sqlite_sequence' "
-                      "ORDER BY rowid;"),
-                 expected);
+                      "ORDER BY rowid;"), expected);
     }
 
     void registrationStoresRows()
@@ -285,42 +284,38 @@ private slots:
         QCOMPARE(messages(), QStringList());
     }
 
-    // A width from an older file can't make a read run past the address space:
-    // the words stop after 65,536, so the first word is not written over again.
-    void hugeStoredBitSizeIsBounded()
-    {
-        QVERIFY(add("AA01", ModBus, 100));
-        exec("UPDATE dev_data SET bit_size=2147483647, full_value='0102';");
-        const Words words = m_handler->getRegisterData(5020, 100, 1);
-        QCOMPARE(words.size(), 65536);
-        QCOMPARE(words.value(100), quint16(0x0102));
-        QCOMPARE(words.value(101), quint16(0));
-        QCOMPARE(words.value(99), quint16(0));
-    }
-
     // Stored text is read as hex digits whatever its shape: an odd digit
     // stands alone at the front, anything else is passed over.
-    void storedTextReadsAsHex_data()
+    void storedRowIsRead_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<quint16>("word");
+        QTest::addColumn<int>("bitSize");
+        QTest::addColumn<Words>("words");
 
-        QTest::newRow("upper case") << "ABCD" << quint16(0xabcd);
-        QTest::newRow("odd digit count") << "abc" << quint16(0x0abc);
-        QTest::newRow("other characters passed over") << "1 2" << quint16(0x1200);
-        QTest::newRow("0x prefix") << "0x1f" << quint16(0x001f);
-        QTest::newRow("null") << QString() << quint16(0);
+        QTest::newRow("upper case") << "ABCD" << 16 << Words{{100, 0xabcd}};
+        QTest::newRow("odd digit count") << "abc" << 16 << Words{{100, 0x0abc}};
+        QTest::newRow("other characters passed over") << "1 2" << 16 << Words{{100, 0x1200}};
+        QTest::newRow("0x prefix") << "0x1f" << 16 << Words{{100, 0x001f}};
+        QTest::newRow("null") << QString() << 16 << Words{{100, 0}};
+
+        // A width from an older file can't make a read run past the address space:
+        // the words stop after 65,536, so the first word is not written over again.
+        Words everyAddress;
+        for (int address = 0; address <= 0xffff; ++address)
+            everyAddress.insert(address, address == 100 ? 0x0102 : 0);
+        QTest::newRow("huge stored bit size is bounded") << "0102" << 2147483647 << everyAddress;
     }
 
-    void storedTextReadsAsHex()
+    void storedRowIsRead()
     {
         QFETCH(QString, text);
-        QFETCH(quint16, word);
+        QFETCH(int, bitSize);
+        QFETCH(Words, words);
 
         QVERIFY(add("AA01", ModBus, 100));
         const QString value = text.isNull() ? QStringLiteral("NULL") : QStringLiteral("'%1'").arg(text);
-        exec(QStringLiteral("UPDATE dev_data SET full_value=%1;").arg(value));
-        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), Words({{100, word}}));
+        exec(QStringLiteral("UPDATE dev_data SET bit_size=%1, full_value=%2;").arg(bitSize).arg(value));
+        QCOMPARE(m_handler->getRegisterData(5020, 100, 1), words);
     }
 
     // A range polled again reads the file again, also after its first read

@@ -38,11 +38,6 @@ DB::SDeviceRegMapDescription device(const QString &devEui, quint16 port)
     return description;
 }
 
-bool accepts(quint16 port)
-{
-    return connectClient(port) != nullptr;
-}
-
 } // namespace
 
 class TestCAllDeviceHandler : public QObject
@@ -154,14 +149,14 @@ private slots:
         QCOMPARE(m_log->takeLines(), QStringList(QStringLiteral("WARNING: [CAllDeviceHandler::removeDevice] "
                                                                 "uncknown port [%1]!").arg(otherPort)));
         registry()->removeDevice(first, port);
-        QVERIFY(accepts(port));
+        QVERIFY(connectClient(port));
         QCOMPARE(registry()->portProtocol(port), Protocol(ProtocolOption::ModBus));
 
-        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: "
-                                                                   "DevEUI[%1], port[%2]").arg(second, QString::number(port))));
+        const QString deleted = QStringLiteral("[CAllDeviceHandler::removeDevice] Delete device: DevEUI[%1], port[%2]");
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(deleted.arg(second, QString::number(port))));
         registry()->removeDevice(second, port);
         QCOMPARE(registry()->portProtocol(port), Protocol());
-        QVERIFY(!accepts(port));
+        QVERIFY(!connectClient(port));
     }
 
     void tcpDeviceMovesWithItsListener()
@@ -179,8 +174,8 @@ private slots:
         QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
         QCOMPARE(registry()->portProtocol(oldPort), Protocol());
         QCOMPARE(registry()->portProtocol(newPort), Protocol(ProtocolOption::TCP));
-        QVERIFY(!accepts(oldPort));
-        QVERIFY(accepts(newPort));
+        QVERIFY(!connectClient(oldPort));
+        QVERIFY(connectClient(newPort));
 
         registry()->updatePortRegisteredDevice(device(QStringLiteral("00000000000000A9"), oldPort), newPort);
         QCOMPARE(m_log->takeLines(),
@@ -201,13 +196,13 @@ private slots:
 
         // Unknown, removed, a TCP device's frame that carries no chunk, an empty one, a chunk frame, then the
         // unknown device again.
-        const QStringList devEuis = {"00000000000000F9", "00000000000000E2", "00000000000000E1", "00000000000000E1",
-                                     "00000000000000E1", "00000000000000F9"};
-        const QList<QByteArray> payloads = {"0301", "0301", "04010203", "", "0d", "0301"};
-        for (int i = 0; i < devEuis.size(); ++i) {
+        const QList<QPair<QString, QByteArray>> uplinks = {
+            {"00000000000000F9", "0301"}, {"00000000000000E2", "0301"}, {"00000000000000E1", "04010203"},
+            {"00000000000000E1", ""}, {"00000000000000E1", "0d"}, {"00000000000000F9", "0301"}};
+        for (const auto &[devEui, payload] : uplinks) {
             API::SApiDeviceData uplink;
-            uplink.devEui = devEuis.at(i);
-            uplink.data = QByteArray::fromHex(payloads.at(i));
+            uplink.devEui = devEui;
+            uplink.data = QByteArray::fromHex(payload);
             uplink.valid = true;
             registry()->newPacketReceivedSlot(uplink);
         }

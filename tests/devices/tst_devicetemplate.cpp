@@ -130,21 +130,21 @@ private slots:
         }
 
         const Parse modbus = parsedValid<SDeviceTemplate>;
+        const Parse packetField = parsedValid<SDevicePacketField>;
         QTest::newRow("template: no packets") << modbus << deviceTemplate("")
                                               << fault("SDeviceTemplate", "Device packets array is empty") << false;
         QTest::newRow("template: all packets bad")
                 << modbus << deviceTemplate(R"(,"device_packets":[{},{"packet_type":1},)"
                                             R"({"packet_type":2,"packet_fields":[]},7])")
                 << fault("SDevicePacket", "Invalid input JSON") + fault("SDevicePacket", "Packet fields array is empty")
-                           + fault("SDeviceTemplate", "Device packets array is empty")
-                << false;
+                           + fault("SDeviceTemplate", "Device packets array is empty") << false;
         QTest::newRow("template: texts of wrong type")
                 << modbus << withValue(withValue(kOnePacket, "app_eui", 1), "dev_type", 2) << QStringList() << true;
         // The opt-in word is exact: a misspelt one would store magnitudes unnoticed.
         const QStringList signedWordsFault = fault("SDeviceTemplate",
                                                    R"(Invalid signed_words value, can be "twos_complement")");
-        QTest::newRow("template: two's complement") << modbus << withValue(kOnePacket, "signed_words", "twos_complement")
-                                                    << QStringList() << true;
+        QTest::newRow("template: two's complement")
+                << modbus << withValue(kOnePacket, "signed_words", "twos_complement") << QStringList() << true;
         QTest::newRow("template: signed_words misspelt")
                 << modbus << withValue(kOnePacket, "signed_words", "twos-complement") << signedWordsFault << false;
         QTest::newRow("template: signed_words not a text")
@@ -153,21 +153,18 @@ private slots:
                 << Parse(parsedValid<SDevicePacket>) << packet(1, "{}," + field("A", 3, R"(,"endianness":"mixed")"))
                 << fault("SDevicePacketField", "Empty input JSON") + kEndiannessFault << false;
         QTest::newRow("field: register wider than 64 bits")
-                << Parse(parsedValid<SDevicePacketField>) << withValue(field("A"), "reg_bit_size", 2147483647)
+                << packetField << withValue(field("A"), "reg_bit_size", 2147483647)
                 << fault("SDevicePacketField", "Invalid register size [2147483647], can be 0 to 64 bits") << false;
-        QTest::newRow("field: negative register size")
-                << Parse(parsedValid<SDevicePacketField>) << withValue(field("A"), "reg_bit_size", -16)
+        QTest::newRow("field: negative register size") << packetField << withValue(field("A"), "reg_bit_size", -16)
                 << fault("SDevicePacketField", "Invalid register size [-16], can be 0 to 64 bits") << false;
-        QTest::newRow("field: 64-bit register") << Parse(parsedValid<SDevicePacketField>)
-                                                << withValue(field("A"), "reg_bit_size", 64) << QStringList() << true;
+        QTest::newRow("field: 64-bit register")
+                << packetField << withValue(field("A"), "reg_bit_size", 64) << QStringList() << true;
         QTest::newRow("datum: register wider than 64 bits")
                 << Parse(parsedValid<SServerData>) << withValue(datum("ts"), "reg_bit_size", 65)
                 << QStringList{"[ts] - bitSize[64], type[uinteger]",
-                               "[SServerData] Invalid register size [65], can be 0 to 64 bits"}
-                << false;
-        QTest::newRow("field: null endianness") << Parse(parsedValid<SDevicePacketField>)
-                                                << field("A", 3, R"(,"endianness":null)") << kEndiannessFault
-                                                << false;
+                               "[SServerData] Invalid register size [65], can be 0 to 64 bits"} << false;
+        QTest::newRow("field: null endianness")
+                << packetField << field("A", 3, R"(,"endianness":null)") << kEndiannessFault << false;
     }
 
     void faultsDropTheirElement()
@@ -192,40 +189,32 @@ private slots:
         const QByteArray one = downlinkField();
         const auto entries = [](const QByteArray &list) { return '[' + list + ']'; };
         QTest::newRow("accepted") << entries(downlink("D", one, R"(,"confirmed":true)")) << QStringList() << 1;
-        QTest::newRow("not an array")
-                << QByteArray(R"({"name":"D"})")
+        QTest::newRow("not an array") << QByteArray(R"({"name":"D"})")
                 << fault("SDeviceTemplate", "Invalid downlinks value, must be an array of entries") << 0;
-        QTest::newRow("no LoRaWAN port")
-                << entries(withValue(downlink("D", one), "port", QJsonValue::Undefined))
+        QTest::newRow("no LoRaWAN port") << entries(withValue(downlink("D", one), "port", QJsonValue::Undefined))
                 << fault("SDownlink", "Invalid input JSON") << 0;
         QTest::newRow("LoRaWAN port 224") << entries(withValue(downlink("D", one), "port", 224))
-                                          << QStringList{R"([SDownlink] Downlink "D": invalid LoRaWAN port [224], can )"
-                                                         R"(be 1 to 223)"}
-                                          << 0;
-        QTest::newRow("boolean field")
-                << entries(downlink("D", withValue(one, "data_type", "boolean")))
-                << refusedForItsField("Invalid data type [boolean], can be integer, uinteger or text") << 0;
-        QTest::newRow("limit as a text") << entries(downlink("D", downlinkField(R"(,"max":"300")")))
-                                         << refusedForItsField("Invalid max: it must be a number") << 0;
-        QTest::newRow("min above max") << entries(downlink("D", downlinkField(R"(,"min":5,"max":4)")))
-                                       << refusedForItsField("Invalid limits: min [5] is above max [4]") << 0;
-        QTest::newRow("multiplier 0")
-                << entries(downlink("D", downlinkField(R"(,"multiplier":0)")))
-                << refusedForItsField("Invalid multiplier or offset: the multiplier must not be 0") << 0;
-        QTest::newRow("on the packet type's byte")
-                << entries(downlink("D", withValue(one, "packet_bias", 0)))
-                << refusedForItsField("Invalid packet bias [0], can be 1 to 254: byte 0 is the packet type") << 0;
-        QTest::newRow("text wider than its register")
-                << entries(downlink("D", downlinkField(R"(,"data_type":"text","data_bit_size":24)")))
-                << refusedForItsField("Invalid size of text [24], can be whole bytes up to the register size") << 0;
+                << QStringList{R"([SDownlink] Downlink "D": invalid LoRaWAN port [224], can be 1 to 223)"} << 0;
+        const auto addRefusedField = [&entries](const char *name, const QByteArray &field, const char *reason) {
+            QTest::newRow(name) << entries(downlink("D", field)) << refusedForItsField(reason) << 0;
+        };
+        addRefusedField("boolean field", withValue(one, "data_type", "boolean"),
+                        "Invalid data type [boolean], can be integer, uinteger or text");
+        addRefusedField("limit as a text", downlinkField(R"(,"max":"300")"), "Invalid max: it must be a number");
+        addRefusedField("min above max", downlinkField(R"(,"min":5,"max":4)"),
+                        "Invalid limits: min [5] is above max [4]");
+        addRefusedField("multiplier 0", downlinkField(R"(,"multiplier":0)"),
+                        "Invalid multiplier or offset: the multiplier must not be 0");
+        addRefusedField("on the packet type's byte", withValue(one, "packet_bias", 0),
+                        "Invalid packet bias [0], can be 1 to 254: byte 0 is the packet type");
+        addRefusedField("text wider than its register", downlinkField(R"(,"data_type":"text","data_bit_size":24)"),
+                        "Invalid size of text [24], can be whole bytes up to the register size");
         QTest::newRow("two fields on one byte")
                 << entries(downlink("D", one + ',' + withValue(downlinkField({}, 11), "packet_bias", 2)))
                 << QStringList{R"([SDownlink] Downlink "D": two fields take payload byte 2)"} << 0;
-        QTest::newRow("packet too short for its fields")
-                << entries(downlink("D", one, R"(,"packet_size":2)"))
+        QTest::newRow("packet too short for its fields") << entries(downlink("D", one, R"(,"packet_size":2)"))
                 << QStringList{R"([SDownlink] Downlink "D": packet size [2] does not hold its fields (3 bytes))"} << 0;
-        QTest::newRow("status register over an uplink register")
-                << entries(downlink("D", one, {}, 3))
+        QTest::newRow("status register over an uplink register") << entries(downlink("D", one, {}, 3))
                 << fault("SDeviceTemplate", R"(Downlink "D" refused: its status register 3 is an uplink register)")
                 << 0;
         QTest::newRow("a register of an earlier entry")
@@ -253,11 +242,10 @@ private slots:
         QTest::addColumn<QString>("word");
         QTest::addColumn<int>("endianness");
 
-        QTest::newRow("be") << "be" << int(SDevicePacketField::BigEndian);
-        QTest::newRow("BE") << "BE" << int(SDevicePacketField::BigEndian);
-        QTest::newRow("bE") << "bE" << int(SDevicePacketField::BigEndian);
-        QTest::newRow("LE") << "LE" << int(SDevicePacketField::LittleEndian);
-        QTest::newRow("Le") << "Le" << int(SDevicePacketField::LittleEndian);
+        for (const char *word : {"be", "BE", "bE"})
+            QTest::newRow(word) << QString(word) << int(SDevicePacketField::BigEndian);
+        for (const char *word : {"LE", "Le"})
+            QTest::newRow(word) << QString(word) << int(SDevicePacketField::LittleEndian);
     }
 
     void endiannessInAnyCase()

@@ -91,37 +91,33 @@ private slots:
         QTest::addColumn<double>("start");
         QTest::addColumn<QStringList>("registers");  // "value|full value" from the field's register on
 
-        QTest::newRow("u16 be") << "uinteger/16/be" << QByteArray("0102") << 1.0 << 0.0 << QStringList{"0102|0102"};
-        QTest::newRow("u16 le") << "uinteger/16/le" << QByteArray("0102") << 1.0 << 0.0 << QStringList{"0201|0201"};
-        QTest::newRow("u32 le") << "uinteger/32/le" << QByteArray("78563412") << 1.0 << 0.0
-                                << QStringList{"1234|12345678", "5678|"};
-        QTest::newRow("i8 minus one") << "integer/8" << QByteArray("ff") << 1.0 << 0.0 << QStringList{"-001|-001"};
-        QTest::newRow("u8 255") << "uinteger/8" << QByteArray("ff") << 1.0 << 0.0 << QStringList{"00ff|00ff"};
-        QTest::newRow("i16 2.5 rounds up") << "integer/16/be" << QByteArray("0019") << 0.1 << 0.0
-                                           << QStringList{"0003|0003"};
-        QTest::newRow("i16 -2.5 rounds down") << "integer/16/be" << QByteArray("ffe7") << 0.1 << 0.0
-                                              << QStringList{"-003|-003"};
-        QTest::newRow("i16 wide negative loses its sign") << "integer/16/be" << QByteArray("edcc") << 1.0 << 0.0
-                                                          << QStringList{"1234|1234"};
-        QTest::newRow("u16 start value") << "uinteger/16/le" << QByteArray("0500") << 1.0 << 10.4
-                                         << QStringList{"000f|000f"};
-        QTest::newRow("u8 overflow wraps") << "uinteger/8" << QByteArray("c8") << 1000.0 << 0.0
-                                           << QStringList{"0d40|0d40"};
-        QTest::newRow("i32 negative") << "integer/32/be" << QByteArray("ffffff9c") << 1.0 << 0.5
-                                      << QStringList{"-000|-0000064", "0064|"};
-        QTest::newRow("u64 truncates") << "uinteger/64/be" << QByteArray("0000000000000019") << 0.1 << 0.0
-                                       << QStringList{"0000|0000000000000002", "0000|", "0000|", "0002|"};
-        QTest::newRow("i64 rounds") << "integer/64/be" << QByteArray("0000000000000019") << 0.1 << 0.0
-                                    << QStringList{"0000|0000000000000003", "0000|", "0000|", "0003|"};
-        QTest::newRow("i64 le minus one") << "integer/64/le" << QByteArray("ffffffffffffffff") << 1.0 << 0.0
-                                          << QStringList{"-000|-000000000000001", "0000|", "0000|", "0001|"};
-        QTest::newRow("u64 above 2^63") << "uinteger/64/be" << QByteArray("8000000000000000") << 1.0 << 0.0
-                                        << QStringList{"8000|8000000000000000", "0000|", "0000|", "0000|"};
-        QTest::newRow("text of 1 byte, unscaled") << "text/8" << QByteArray("41") << 2.0 << 5.0 << QStringList{"A|A"};
-        QTest::newRow("text of 4 bytes") << "text/32" << QByteArray("76312e32") << 1.0 << 0.0
-                                         << QStringList{"v1.2|v1.2"};
-        QTest::newRow("text of 8 bytes") << "text/64" << QByteArray("4142434445464748") << 1.0 << 0.0
-                                         << QStringList{"ABCD|ABCDEFGH", "EFGH|"};
+        // Most fields are read unscaled: a grating of 1 from a start value of 0.
+        const auto addRow = [](const char *name, const char *shape, const QByteArray &bytes,
+                               const QStringList &registers, double grating = 1.0, double start = 0.0) {
+            QTest::newRow(name) << QString(shape) << bytes << grating << start << registers;
+        };
+        addRow("u16 be", "uinteger/16/be", "0102", {"0102|0102"});
+        addRow("u16 le", "uinteger/16/le", "0102", {"0201|0201"});
+        addRow("u32 le", "uinteger/32/le", "78563412", {"1234|12345678", "5678|"});
+        addRow("i8 minus one", "integer/8", "ff", {"-001|-001"});
+        addRow("u8 255", "uinteger/8", "ff", {"00ff|00ff"});
+        addRow("i16 2.5 rounds up", "integer/16/be", "0019", {"0003|0003"}, 0.1);
+        addRow("i16 -2.5 rounds down", "integer/16/be", "ffe7", {"-003|-003"}, 0.1);
+        addRow("i16 wide negative loses its sign", "integer/16/be", "edcc", {"1234|1234"});
+        addRow("u16 start value", "uinteger/16/le", "0500", {"000f|000f"}, 1.0, 10.4);
+        addRow("u8 overflow wraps", "uinteger/8", "c8", {"0d40|0d40"}, 1000.0);
+        addRow("i32 negative", "integer/32/be", "ffffff9c", {"-000|-0000064", "0064|"}, 1.0, 0.5);
+        addRow("u64 truncates", "uinteger/64/be", "0000000000000019",
+               {"0000|0000000000000002", "0000|", "0000|", "0002|"}, 0.1);
+        addRow("i64 rounds", "integer/64/be", "0000000000000019",
+               {"0000|0000000000000003", "0000|", "0000|", "0003|"}, 0.1);
+        addRow("i64 le minus one", "integer/64/le", "ffffffffffffffff",
+               {"-000|-000000000000001", "0000|", "0000|", "0001|"});
+        addRow("u64 above 2^63", "uinteger/64/be", "8000000000000000",
+               {"8000|8000000000000000", "0000|", "0000|", "0000|"});
+        addRow("text of 1 byte, unscaled", "text/8", "41", {"A|A"}, 2.0, 5.0);
+        addRow("text of 4 bytes", "text/32", "76312e32", {"v1.2|v1.2"});
+        addRow("text of 8 bytes", "text/64", "4142434445464748", {"ABCD|ABCDEFGH", "EFGH|"});
     }
 
     void fieldsBecomeRegisters()
@@ -153,16 +149,15 @@ private slots:
         QTest::addColumn<int>("bitBias");
         QTest::addColumn<QString>("log");
 
-        const QString prefix = QStringLiteral("%1: [CAllDeviceHandler::processDataSlot] Unsupport ");
-        QTest::newRow("three bytes") << "uinteger/24/be" << 0 << prefix.arg("WARNING") + "size of data [3]";
-        QTest::newRow("sixteen bytes") << "uinteger/128/be" << 0 << prefix.arg("WARNING") + "size of data [16]";
-        QTest::newRow("12 bits") << "uinteger/12/be" << 0 << prefix.arg("ERROR") + "functional";
-        QTest::newRow("bit bias 4") << "integer/8" << 4 << prefix.arg("ERROR") + "functional";
-        QTest::newRow("boolean") << "boolean/8" << 0 << prefix.arg("WARNING") + "data type [boolean] for size [1]";
-        QTest::newRow("type word case") << "Integer/16/be" << 0
-                                        << prefix.arg("WARNING") + "data type [Integer] for size [2]";
-        QTest::newRow("percent in the type word") << "rate%1/16/be" << 0
-                                                  << prefix.arg("WARNING") + "data type [rate%1] for size [2]";
+        const QString warning = QStringLiteral("WARNING: [CAllDeviceHandler::processDataSlot] Unsupport ");
+        const QString error = QStringLiteral("ERROR: [CAllDeviceHandler::processDataSlot] Unsupport ");
+        QTest::newRow("three bytes") << "uinteger/24/be" << 0 << warning + "size of data [3]";
+        QTest::newRow("sixteen bytes") << "uinteger/128/be" << 0 << warning + "size of data [16]";
+        QTest::newRow("12 bits") << "uinteger/12/be" << 0 << error + "functional";
+        QTest::newRow("bit bias 4") << "integer/8" << 4 << error + "functional";
+        QTest::newRow("boolean") << "boolean/8" << 0 << warning + "data type [boolean] for size [1]";
+        QTest::newRow("type word case") << "Integer/16/be" << 0 << warning + "data type [Integer] for size [2]";
+        QTest::newRow("percent in the type word") << "rate%1/16/be" << 0 << warning + "data type [rate%1] for size [2]";
     }
 
     void refusedFieldKeepsTheRest()
@@ -216,31 +211,6 @@ private slots:
         QCOMPARE(m_log->takeLines(), log.isEmpty() ? QStringList() : QStringList(log));
     }
 
-    void timeStampKeepsItsWholeText_data()
-    {
-        QTest::addColumn<quint64>("milliseconds");
-        QTest::addColumn<QStringList>("expected");
-
-        QTest::newRow("eight digits") << Q_UINT64_C(1700000000123) << QStringList{"0:6553|6553f100", "1:f100|"};
-        QTest::newRow("2^32 seconds") << Q_UINT64_C(4294967296000) << QStringList{"0:1000|100000000", "1:0000|"};
-        QTest::newRow("microseconds") << Q_UINT64_C(1700000000123456)
-                                      << QStringList{"0:18bc|18bcfe5687b", "1:687b|"};
-    }
-
-    void timeStampKeepsItsWholeText()
-    {
-        QFETCH(quint64, milliseconds);
-        QFETCH(QStringList, expected);
-
-        const QJsonArray ts = {QJsonObject{{"data_code", "ts"}, {"data_name", "ts"}, {"reg_map_bias", 0},
-                                           {"reg_bit_bias", 0}, {"reg_bit_size", 64}}};
-        const SDeviceTemplate deviceTemplate = makeTemplate({packet(0x2a, 1, {field("uinteger/8", 0, 15)})}, ts);
-        API::SApiDeviceData data = uplink("2a");
-        data.ts = milliseconds;
-        QCOMPARE(texts(CUplinkDecoder(deviceTemplate, unscaled()).decode(data, kStartAddr)),
-                 expected + QStringList("15:002a|002a"));
-    }
-
     void packetWithoutSizeRefusesItsUplinks()
     {
         m_log->forget();
@@ -255,40 +225,57 @@ private slots:
                                                  "packet [01][010203]. Expect [0], real [3]"));
     }
 
-    void serverDataByRegisterSize_data()
+    // Server data ahead of a packet field at 15, in registers of the size each row gives.
+    void serverData_data()
     {
+        QTest::addColumn<QStringList>("codes");
         QTest::addColumn<int>("regBitSize");
-        QTest::addColumn<QStringList>("expected");  // after ts at 0, rssi at 2 and the packet's field at 15
+        QTest::addColumn<quint64>("milliseconds");
+        QTest::addColumn<QStringList>("expected");
 
-        QTest::newRow("64 bits") << 64 << QStringList{"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|",
-                                                      "7:0011|0011223344556677", "8:2233|", "9:4455|", "10:6677|",
-                                                      "11:0011|0011223344556664", "12:2233|", "13:4455|", "14:6664|"};
-        QTest::newRow("48 bits") << 48 << QStringList{"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|",
-                                                      "7:2233|223344556677", "8:4455|", "9:6677|",
-                                                      "11:2233|223344556648", "12:4455|", "13:6648|"};
-        QTest::newRow("32 bits") << 32 << QStringList{"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|",
-                                                      "7:4455|44556677", "8:6677|", "11:4455|44556632", "12:6632|"};
-        QTest::newRow("16 bits") << 16 << QStringList{"3:000a|000a", "5:2345|2345", "7:6677|6677", "11:6616|6616"};
+        const auto addRow = [](const char *name, const QStringList &codes, int regBitSize, quint64 milliseconds,
+                               const QStringList &expected) {
+            QTest::newRow(name) << codes << regBitSize << milliseconds << expected;
+        };
+        // The time stamp keeps its whole text.
+        addRow("ts of eight digits", {"ts"}, 64, Q_UINT64_C(1700000000123), {"0:6553|6553f100", "1:f100|"});
+        addRow("ts of 2^32 seconds", {"ts"}, 64, Q_UINT64_C(4294967296000), {"0:1000|100000000", "1:0000|"});
+        addRow("ts in microseconds", {"ts"}, 64, Q_UINT64_C(1700000000123456), {"0:18bc|18bcfe5687b", "1:687b|"});
+
+        // Every keyword: the time stamp and rssi come first in each.
+        const auto addSizeRow = [&addRow](const char *name, int regBitSize, const QStringList &afterRssi) {
+            addRow(name, {"ts", "rssi", "snr", "fcnt", "gatewayId", "devEui"}, regBitSize, Q_UINT64_C(1700000000123),
+                   QStringList{"0:6553|6553f100", "1:f100|", "2:-071|-071"} + afterRssi);
+        };
+        addSizeRow("64 bits", 64, {"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|",
+                                   "7:0011|0011223344556677", "8:2233|", "9:4455|", "10:6677|",
+                                   "11:0011|0011223344556664", "12:2233|", "13:4455|", "14:6664|"});
+        addSizeRow("48 bits", 48, {"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|", "7:2233|223344556677",
+                                   "8:4455|", "9:6677|", "11:2233|223344556648", "12:4455|", "13:6648|"});
+        addSizeRow("32 bits", 32, {"3:-000|-000000a", "4:000a|", "5:0001|00012345", "6:2345|", "7:4455|44556677",
+                                   "8:6677|", "11:4455|44556632", "12:6632|"});
+        addSizeRow("16 bits", 16, {"3:000a|000a", "5:2345|2345", "7:6677|6677", "11:6616|6616"});
     }
 
-    void serverDataByRegisterSize()
+    void serverData()
     {
+        QFETCH(QStringList, codes);
         QFETCH(int, regBitSize);
+        QFETCH(quint64, milliseconds);
         QFETCH(QStringList, expected);
 
+        const QMap<QString, int> biases = {{"ts", 0}, {"rssi", 2}, {"snr", 3}, {"fcnt", 5}, {"gatewayId", 7},
+                                           {"devEui", 11}};
         QJsonArray data;
-        const QList<QPair<QString, int>> biases = {{"ts", 0}, {"rssi", 2}, {"snr", 3}, {"fcnt", 5}, {"gatewayId", 7},
-                                                   {"devEui", 11}};
-        for (const auto &[code, bias] : biases) {
-            data.append(QJsonObject{{"data_code", code}, {"data_name", code}, {"reg_map_bias", bias},
+        for (const QString &code : codes) {
+            data.append(QJsonObject{{"data_code", code}, {"data_name", code}, {"reg_map_bias", biases.value(code)},
                                     {"reg_bit_bias", 0}, {"reg_bit_size", regBitSize}});
         }
         const SDeviceTemplate deviceTemplate = makeTemplate({packet(0x2a, 1, {field("uinteger/8", 0, 15)})}, data);
-        const QString devEui = QStringLiteral("00112233445566%1").arg(regBitSize);
-        const auto set = CUplinkDecoder(deviceTemplate, unscaled()).decode(uplink("2a", devEui), kStartAddr);
-
-        QCOMPARE(texts(set), QStringList({"0:6553|6553f100", "1:f100|", "2:-071|-071"}) + expected
-                                     + QStringList("15:002a|002a"));
+        API::SApiDeviceData uplinkData = uplink("2a", QStringLiteral("00112233445566%1").arg(regBitSize));
+        uplinkData.ts = milliseconds;
+        QCOMPARE(texts(CUplinkDecoder(deviceTemplate, unscaled()).decode(uplinkData, kStartAddr)),
+                 expected + QStringList("15:002a|002a"));
     }
 };
 

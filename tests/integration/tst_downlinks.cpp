@@ -88,6 +88,10 @@ QString downlinkRequest(const QString &payload, int port, bool confirmed)
 
 const QJsonObject kAccepted{{"cmd", "send_data_resp"}, {"status", true}};
 
+// The set-point downlink of the actuator as the queue's log lines name it.
+const QString kSetPoint = QStringLiteral("\"Set-point\" of DevEUI[%1]").arg(kActuator);
+const QString kDownlink = "[CDownlinkQueue] Downlink " + kSetPoint;
+
 } // namespace
 
 class TestDownlinks : public QObject
@@ -182,55 +186,45 @@ private slots:
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QStringList>("sent");
 
+        const auto row = [](const char *name, const QByteArray &request, const QByteArray &answer,
+                            const QStringList &sent = {}, bool writablePort = true) {
+            QTest::newRow(name) << writablePort << request << hex(answer) << sent;
+        };
         const QByteArray echo6 = "0102 0000 0006 11 06";
         const QByteArray echo16 = "0103 0000 0006 11 10";
-        QTest::newRow("6: on hour alone, the off hour as the device reported it")
-                << true << writeSingle(1002, 6) << hex(echo6 + "03ea 0006")
-                << QStringList{downlinkRequest("120613", 12, false)};
-        QTest::newRow("6: set-point 215, scaled back by its step of 0.5")
-                << true << writeSingle(1000, 215) << hex(echo6 + "03e8 00d7")
-                << QStringList{downlinkRequest("1101ae", 11, true)};
-        QTest::newRow("6: a negative set-point in two's complement")
-                << true << writeSingle(1000, 0xFFF6) << hex(echo6 + "03e8 fff6")
-                << QStringList{downlinkRequest("11ffec", 11, true)};
-        QTest::newRow("16: both hours") << true << writeMultiple(1002, {8, 22}) << hex(echo16 + "03ea 0002")
-                                        << QStringList{downlinkRequest("120816", 12, false)};
-        QTest::newRow("6: off hour alone keeps the on hour written last")
-                << true << writeSingle(1003, 20) << hex(echo6 + "03eb 0014")
-                << QStringList{downlinkRequest("120814", 12, false)};
-        QTest::newRow("16: 32-bit limit, high word first, sent little-endian")
-                << true << writeMultiple(1004, {0x0001, 0x86A1}) << hex(echo16 + "03ec 0002")
-                << QStringList{downlinkRequest("13a1860100", 13, false)};
-        QTest::newRow("6: the low word of the limit keeps its high word")
-                << true << writeSingle(1005, 2) << hex(echo6 + "03ed 0002")
-                << QStringList{downlinkRequest("1302000100", 13, false)};
-        QTest::newRow("16: hours and limit at once, two downlinks")
-                << true << writeMultiple(1002, {9, 21, 0, 500}) << hex(echo16 + "03ea 0004")
-                << QStringList{downlinkRequest("120915", 12, false), downlinkRequest("13f4010000", 13, false)};
-        QTest::newRow("16: a limit above its max refuses the hours beside it")
-                << true << writeMultiple(1002, {1, 2, 0xFFFF, 0xFFFF}) << hex("0103 0000 0003 11 90 03")
-                << QStringList();
-        QTest::newRow("6: off hour alone keeps the on hour of the last write taken")
-                << true << writeSingle(1003, 22) << hex(echo6 + "03eb 0016")
-                << QStringList{downlinkRequest("120916", 12, false)};
-        QTest::newRow("6: above the set-point's max")
-                << true << writeSingle(1000, 301) << hex("0102 0000 0003 11 86 03") << QStringList();
-        QTest::newRow("6: hour of 24") << true << writeSingle(1002, 24) << hex("0102 0000 0003 11 86 03")
-                                       << QStringList();
-        QTest::newRow("16: a register without a downlink refuses the whole write")
-                << true << writeMultiple(1000, {100, 2}) << hex("0103 0000 0003 11 90 02") << QStringList();
-        QTest::newRow("6: a status register is not written")
-                << true << writeSingle(kStart + kStatusOffset, 1) << hex("0102 0000 0003 11 86 02") << QStringList();
-        QTest::newRow("6: a device without downlinks on the same port")
-                << true << writeSingle(2010, 1) << hex("0102 0000 0003 11 86 01") << QStringList();
-        QTest::newRow("6: no device at the address") << true << writeSingle(5000, 1) << hex("0102 0000 0003 11 86 01")
-                                                     << QStringList();
-        QTest::newRow("6: a port that does not take writes")
-                << false << writeSingle(1000, 215) << hex("0102 0000 0003 11 86 01") << QStringList();
-        QTest::newRow("16: byte count that disagrees with the count")
-                << true << writeMultiple(1002, {8, 22}, 3) << hex("0103 0000 0003 11 90 03") << QStringList();
-        QTest::newRow("16: count 0") << true << writeMultiple(1002, {}) << hex("0103 0000 0003 11 90 03")
-                                     << QStringList();
+        // Exception answers, their code follows.
+        const QByteArray exception6 = "0102 0000 0003 11 86 ";
+        const QByteArray exception16 = "0103 0000 0003 11 90 ";
+        row("6: on hour alone, the off hour as the device reported it", writeSingle(1002, 6), echo6 + "03ea 0006",
+            {downlinkRequest("120613", 12, false)});
+        row("6: set-point 215, scaled back by its step of 0.5", writeSingle(1000, 215), echo6 + "03e8 00d7",
+            {downlinkRequest("1101ae", 11, true)});
+        row("6: a negative set-point in two's complement", writeSingle(1000, 0xFFF6), echo6 + "03e8 fff6",
+            {downlinkRequest("11ffec", 11, true)});
+        row("16: both hours", writeMultiple(1002, {8, 22}), echo16 + "03ea 0002",
+            {downlinkRequest("120816", 12, false)});
+        row("6: off hour alone keeps the on hour written last", writeSingle(1003, 20), echo6 + "03eb 0014",
+            {downlinkRequest("120814", 12, false)});
+        row("16: 32-bit limit, high word first, sent little-endian", writeMultiple(1004, {0x0001, 0x86A1}),
+            echo16 + "03ec 0002", {downlinkRequest("13a1860100", 13, false)});
+        row("6: the low word of the limit keeps its high word", writeSingle(1005, 2), echo6 + "03ed 0002",
+            {downlinkRequest("1302000100", 13, false)});
+        row("16: hours and limit at once, two downlinks", writeMultiple(1002, {9, 21, 0, 500}), echo16 + "03ea 0004",
+            {downlinkRequest("120915", 12, false), downlinkRequest("13f4010000", 13, false)});
+        row("16: a limit above its max refuses the hours beside it", writeMultiple(1002, {1, 2, 0xFFFF, 0xFFFF}),
+            exception16 + "03");
+        row("6: off hour alone keeps the on hour of the last write taken", writeSingle(1003, 22), echo6 + "03eb 0016",
+            {downlinkRequest("120916", 12, false)});
+        row("6: above the set-point's max", writeSingle(1000, 301), exception6 + "03");
+        row("6: hour of 24", writeSingle(1002, 24), exception6 + "03");
+        row("16: a register without a downlink refuses the whole write", writeMultiple(1000, {100, 2}),
+            exception16 + "02");
+        row("6: a status register is not written", writeSingle(kStart + kStatusOffset, 1), exception6 + "02");
+        row("6: a device without downlinks on the same port", writeSingle(2010, 1), exception6 + "01");
+        row("6: no device at the address", writeSingle(5000, 1), exception6 + "01");
+        row("6: a port that does not take writes", writeSingle(1000, 215), exception6 + "01", {}, false);
+        row("16: byte count that disagrees with the count", writeMultiple(1002, {8, 22}, 3), exception16 + "03");
+        row("16: count 0", writeMultiple(1002, {}), exception16 + "03");
     }
 
     void writeAnswers()
@@ -269,23 +263,14 @@ private slots:
         QCOMPARE(counter(StatusBlock::DownlinksSent), sentBefore + 2);
         QCOMPARE(counter(StatusBlock::DownlinksRefused), refusedBefore + 1);
 
-        const QString entry = QStringLiteral("\"Set-point\" of DevEUI[%1]").arg(kActuator);
+        const QString waits = QStringLiteral("INFO: [CDownlinkQueue] Write on port %1 at 1000: %2 for %3: payload %4 "
+                                             "waits to be sent.");
         QCOMPARE(queueLines(),
-                 (QStringList{
-                         QStringLiteral("INFO: [CDownlinkQueue] Write on port %1 at 1000: 150 for %2: payload 11012c "
-                                        "waits to be sent.")
-                                 .arg(m_writablePort)
-                                 .arg(entry),
-                         QStringLiteral("INFO: [CDownlinkQueue] Downlink %1 accepted by the server: payload 11012c on "
-                                        "LoRaWAN port 11.")
-                                 .arg(entry),
-                         QStringLiteral("INFO: [CDownlinkQueue] Write on port %1 at 1000: 160 for %2: payload 110140 "
-                                        "waits to be sent.")
-                                 .arg(m_writablePort)
-                                 .arg(entry),
-                         QStringLiteral("WARNING: [CDownlinkQueue] Downlink %1 refused by the server "
-                                        "(device_queue_full): payload 110140 is not sent again.")
-                                 .arg(entry)}));
+                 (QStringList{waits.arg(m_writablePort).arg(150).arg(kSetPoint, "11012c"),
+                              "INFO: " + kDownlink + " accepted by the server: payload 11012c on LoRaWAN port 11.",
+                              waits.arg(m_writablePort).arg(160).arg(kSetPoint, "110140"),
+                              "WARNING: " + kDownlink + " refused by the server (device_queue_full): payload 110140 "
+                                                        "is not sent again."}));
         m_server->setReply(QStringLiteral("send_data_req"), kAccepted);
     }
 
@@ -298,8 +283,7 @@ private slots:
         exchange(m_writablePort, writeSingle(1000, 100), 12);
         exchange(m_writablePort, writeSingle(1000, 120), 12);
         QCOMPARE(outcome(kStatusOffset).first, quint16(1));
-        QVERIFY(queueLines().last().endsWith(QStringLiteral("payload 1100f0 waits to be sent, replacing the "
-                                                                  "unsent 1100c8.")));
+        QVERIFY(queueLines().last().endsWith("payload 1100f0 waits to be sent, replacing the unsent 1100c8."));
         logIn();
         QTRY_COMPARE(outcome(kStatusOffset).first, quint16(3));
         QCOMPARE(downlinksSent().mid(before), QStringList{downlinkRequest("1100f0", 11, true)});
@@ -314,10 +298,8 @@ private slots:
         exchange(m_writablePort, writeSingle(1000, 90), 12);
         QTRY_COMPARE_WITH_TIMEOUT(outcome(kStatusOffset).first, quint16(5), 5000);
         QCOMPARE(counter(StatusBlock::DownlinksExpired), expiredBefore + 1);
-        QVERIFY(queueLines().contains(QStringLiteral("WARNING: [CDownlinkQueue] Downlink \"Set-point\" of "
-                                                           "DevEUI[%1] expired unsent after 2 s: payload 1100b4 is "
-                                                           "dropped.")
-                                                    .arg(kActuator)));
+        QVERIFY(queueLines().contains("WARNING: " + kDownlink
+                                      + " expired unsent after 2 s: payload 1100b4 is dropped."));
         logIn();
         QTest::qWait(300);
         QCOMPARE(downlinksSent().mid(before), QStringList());
@@ -331,10 +313,8 @@ private slots:
         m_log->forget();
         exchange(m_writablePort, writeSingle(1000, 110), 12);
         QTRY_COMPARE(outcome(kStatusOffset).first, quint16(2));
-        const QString unanswered = QStringLiteral("WARNING: [CDownlinkQueue] Downlink \"Set-point\" of DevEUI[%1] "
-                                                  "sent, but the server gave no answer within 10 s: payload 1100dc "
-                                                  "is not sent again.")
-                                           .arg(kActuator);
+        const QString unanswered = "WARNING: " + kDownlink + " sent, but the server gave no answer within 10 s: "
+                                                             "payload 1100dc is not sent again.";
         QStringList seen;
         QTRY_VERIFY_WITH_TIMEOUT((seen += queueLines(), seen.contains(unanswered)), 15000);
         QCOMPARE(outcome(kStatusOffset).first, quint16(2));

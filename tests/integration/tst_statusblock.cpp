@@ -21,7 +21,9 @@ const QString kFirst = QStringLiteral("70B3D5000000C001");      // gets its upli
 const QString kSecond = QStringLiteral("70B3D5000000C002");     // had one stored before the start
 const QString kSilent = QStringLiteral("70B3D5000000C003");     // never had one
 const QString kGateway = QStringLiteral("70B3D5000000D001");    // TCP, on a port another program holds
-const QByteArray kClimatePayload = "0100eb0202f63e0c";
+const QString kClimatePayload = QStringLiteral("0100eb0202f63e0c");
+// A device's first register starts a 64-bit value: its next word comes along.
+const QByteArray kTwoWordAnswerHead = hex("0007 0000 0007 11 03 04");
 constexpr qint64 kSecond_ms = 1000;
 constexpr qint64 kHour_ms = 3600 * kSecond_ms;
 
@@ -43,11 +45,6 @@ class TestStatusBlock : public QObject
     qint64 m_now = 0;
     quint16 m_devicePort = 0;
     quint16 m_statusPort = 0;
-
-    void push(const QString &devEui, const QByteArray &payload)
-    {
-        ProgramCore::pushUplink(*m_server, devEui, QString::fromLatin1(payload));
-    }
 
     static QByteArray request(quint8 function, quint16 start, quint16 count)
     {
@@ -74,8 +71,7 @@ class TestStatusBlock : public QObject
 
     void readFirstDevice()
     {
-        // The first register starts a 64-bit value: its next word comes along.
-        QCOMPARE(exchange(m_devicePort, request(3, 1000, 1), 13).left(9), hex("0007 0000 0007 11 03 04"));
+        QCOMPARE(exchange(m_devicePort, request(3, 1000, 1), 13).left(9), kTwoWordAnswerHead);
     }
 
     void publish(const QString &devEui, quint32 startAddr, quint16 port, ProtocolOption protocol)
@@ -119,9 +115,9 @@ private slots:
 
         // One stored, one refused for its size, one of a device that is not published.
         m_now += 60 * kSecond_ms;
-        push(kFirst, kClimatePayload);
-        push(kFirst, "0100eb02");
-        push(QStringLiteral("70B3D50000009999"), kClimatePayload);
+        ProgramCore::pushUplink(*m_server, kFirst, kClimatePayload);
+        ProgramCore::pushUplink(*m_server, kFirst, QStringLiteral("0100eb02"));
+        ProgramCore::pushUplink(*m_server, QStringLiteral("70B3D50000009999"), kClimatePayload);
         QTRY_COMPARE(statusValue(StatusBlock::UplinksReceived), 3u);
         m_now += 30 * kSecond_ms;
         readFirstDevice();
@@ -175,7 +171,7 @@ private slots:
     {
         m_now += 10 * kSecond_ms;
         QCOMPARE(readStatus(100, 6), (Words{0, 40, 0, 3700, 0xFFFF, 0xFFFF}));
-        push(kSecond, kClimatePayload);
+        ProgramCore::pushUplink(*m_server, kSecond, kClimatePayload);
         QTRY_COMPARE(readStatus(100, 6), (Words{0, 40, 0, 0, 0xFFFF, 0xFFFF}));
         QCOMPARE(statusValue(StatusBlock::SecondsSinceUplink), 0u);
         QCOMPARE(statusValue(StatusBlock::UplinksStored), 2u);
@@ -251,8 +247,6 @@ private slots:
         const auto answerHead = [this](quint16 start) {
             return exchange(m_devicePort, request(3, start, 1), 9).left(9);
         };
-        // Each device's first register starts a 64-bit value: its next word comes along.
-        const QByteArray answered = hex("0007 0000 0007 11 03 04");
         const QString staleLine = QStringLiteral("WARNING: [CAllDeviceHandler] Device DevEUI[%1] has stored no uplink "
                                                  "for more than 60 s: its reads answer exception 0B.");
         m_registry->setMaxDataAge(kSecond, 60);
@@ -261,20 +255,20 @@ private slots:
         m_log->forget();
 
         // Fresh, unwatched and never stored; a read past the silent device's registers meets none of them.
-        QCOMPARE(answerHead(2000), answered);
-        QCOMPARE(answerHead(1000), answered);
+        QCOMPARE(answerHead(2000), kTwoWordAnswerHead);
+        QCOMPARE(answerHead(1000), kTwoWordAnswerHead);
         QCOMPARE(answerHead(3000), commFailure);
         QCOMPARE(answerHead(3000), commFailure);
         QCOMPARE(answerHead(3500), hex("0007 0000 0005 11 03 02"));
 
         m_now += 61 * kSecond_ms;
         QCOMPARE(answerHead(2000), commFailure);
-        push(kSecond, kClimatePayload);
-        QTRY_COMPARE(answerHead(2000), answered);
+        ProgramCore::pushUplink(*m_server, kSecond, kClimatePayload);
+        QTRY_COMPARE(answerHead(2000), kTwoWordAnswerHead);
 
         // The setting drops the check, and outlives a restart in settings.conf.
         m_registry->setMaxDataAge(kSilent, 0);
-        QCOMPARE(answerHead(3000), answered);
+        QCOMPARE(answerHead(3000), kTwoWordAnswerHead);
         QCOMPARE(CAllDeviceHandler::maxDataAge(kSilent), 0u);
         QSettings file(FileName::settings, QSettings::IniFormat);
         QCOMPARE(file.value(QStringLiteral("max_age/%1").arg(kSecond)).toUInt(), 60u);

@@ -93,14 +93,9 @@ private slots:
         m_core = std::make_unique<ProgramCore>(QStringLiteral(SAMPLE_TEMPLATES_DIR));
         m_registry = CAllDeviceHandler::getInstance();
         m_port = freePort();
-        QVERIFY(ProgramCore::storeDevice(kSensor, kClimate, QStringLiteral("sensor"), kStart, m_port,
-                                         ProtocolOption::ModBus));
-        DB::SDeviceRegMapDescription device;
-        device.devEui = kSensor;
-        device.appEui = kClimate;
-        device.startAddr = kStart;
-        device.port = m_port;
-        m_registry->addNewDevice(device, ProtocolOption::ModBus);
+        QVERIFY(ProgramCore::publishDevice(ProgramCore::deviceOf(kSensor, kClimate, QStringLiteral("sensor"), kStart,
+                                                                 m_port, ProtocolOption::ModBus),
+                                           ProtocolOption::ModBus));
         m_statusPort = freePort();
         m_registry->openStatusPort(m_statusPort);
 
@@ -118,19 +113,19 @@ private slots:
 
     void uplinkWaitsOutALock_data()
     {
-        QTest::addColumn<QString>("lock");
+        QTest::addColumn<bool>("exclusive");
         QTest::addColumn<quint16>("raw");
         QTest::addColumn<QByteArray>("readWhileLocked");
 
         // A writer that has not committed yet still lets readers read.
-        QTest::newRow("immediate") << QString(QLatin1String(StoreSchema::kBeginWriteSql)) << quint16(512) << QByteArray("00010000000701030400000000");
+        QTest::newRow("immediate") << false << quint16(512) << QByteArray("00010000000701030400000000");
         // An exclusive one does not: the client hears a server device failure at once.
-        QTest::newRow("exclusive") << QString(QLatin1String(StoreSchema::kBeginExclusiveSql)) << quint16(600) << QByteArray("000100000003018304");
+        QTest::newRow("exclusive") << true << quint16(600) << QByteArray("000100000003018304");
     }
 
     void uplinkWaitsOutALock()
     {
-        QFETCH(QString, lock);
+        QFETCH(bool, exclusive);
         QFETCH(quint16, raw);
         QFETCH(QByteArray, readWhileLocked);
         QSignalSpy newData(m_registry, &CAllDeviceHandler::newDataForDevice);
@@ -138,7 +133,7 @@ private slots:
         QVERIFY(other(QStringLiteral("UPDATE dev_data SET full_value = NULL, value = NULL;")));
         m_log->forget();
 
-        QVERIFY(other(lock));
+        QVERIFY(other(QLatin1String(exclusive ? StoreSchema::kBeginExclusiveSql : StoreSchema::kBeginWriteSql)));
         pushUplink(raw, 0x0202);
         QTRY_COMPARE(status(StatusBlock::UplinksWaiting), quint16(1));
         QCOMPARE(readTwo(m_port, kTemperature), readWhileLocked);
@@ -153,8 +148,7 @@ private slots:
                  QByteArray("000100000007010304") + QByteArray::number(scaled, 16).rightJustified(4, '0') + "0202");
         QCOMPARE(status(StatusBlock::UplinksWaiting), quint16(0));
         QCOMPARE(status(StatusBlock::UplinksDelayed + 1), quint16(waitedBefore + 1));
-        const QStringList lines = m_log->takeLines();
-        QCOMPARE(lines.filter(QStringLiteral("The register file")),
+        QCOMPARE(m_log->takeLines().filter(QStringLiteral("The register file")),
                  QStringList({kBusy, "INFO: [CDataBaseHandler::saveRegisterData] The register file is free again: "
                                      "1 uplink(s) waited for it, 0 dropped."}));
     }
@@ -191,8 +185,7 @@ private slots:
         QSignalSpy newData(m_registry, &CAllDeviceHandler::newDataForDevice);
         pushUplink(100, 0x0101);
         QTRY_COMPARE(newData.count(), 1);
-        const QByteArray whole = readTwo(m_port, kTemperature);
-        QCOMPARE(whole, QByteArray("000100000007010304003c0101"));
+        QCOMPARE(readTwo(m_port, kTemperature), QByteArray("000100000007010304003c0101"));
         m_log->forget();
 
         QVERIFY(other(QStringLiteral("CREATE TRIGGER refuse BEFORE UPDATE ON dev_data WHEN NEW.reg_addr = %1 "

@@ -18,11 +18,13 @@ QJsonObject json(const char *text)
     return QJsonDocument::fromJson(text).object();
 }
 
-QList<Status> statuses(const QSignalSpy &spy)
+// The first argument of every signal that the spy caught.
+template<typename T>
+QList<T> firstArguments(const QSignalSpy &spy)
 {
-    QList<Status> result;
+    QList<T> result;
     for (const QList<QVariant> &arguments : spy)
-        result.append(arguments.at(0).value<Status>());
+        result.append(arguments.at(0).value<T>());
     return result;
 }
 
@@ -32,6 +34,7 @@ QString rx(const QString &type, const QString &rest = QStringLiteral(R"("data":"
 }
 
 const QString kCredentials = QStringLiteral(R"({"cmd":"auth_req","login":"user","password":"secret"})");
+const QString kSession = QStringLiteral("[CServerHandler] Session: ");
 
 // A downlink as the server gets it.
 QString downlink(const QString &devEui, const QString &data, int port = 2)
@@ -57,30 +60,28 @@ class TestCServerHandler : public QObject
     void login()
     {
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-        QTRY_VERIFY(!statuses(*m_statusSpy).isEmpty() && statuses(*m_statusSpy).last() == COMM::Success);
+        QTRY_VERIFY(!statuses().isEmpty() && statuses().last() == COMM::Success);
         m_statusSpy->clear();
         m_listSpy->clear();
     }
 
+    QList<Status> statuses() const { return firstArguments<Status>(*m_statusSpy); }
+    QList<API::SApiDeviceData> packets() const { return firstArguments<API::SApiDeviceData>(*m_packetSpy); }
+    // Whether each getDevicesListResp reported success.
+    QList<bool> listResults() const { return firstArguments<bool>(*m_listSpy); }
     QTimer *timer(const char *name) const { return m_handler->findChild<QTimer *>(QLatin1String(name)); }
     QStringList requests(const char *cmd) const { return m_server->receivedWithCmd(QLatin1String(cmd)); }
 
     // The operator's line of a change of the session, for the fake server.
     QString session(const QString &text) const
     {
-        return QStringLiteral("[CServerHandler] Session: ") + QString(text).replace("ORIGIN", m_server->origin());
+        return kSession + QString(text).replace("ORIGIN", m_server->origin());
     }
 
     // What the timer does when it runs out, without waiting for it.
     static void fire(QTimer *timer) { QVERIFY(QMetaObject::invokeMethod(timer, "timeout")); }
-
-    QList<API::SApiDeviceData> packets() const
-    {
-        QList<API::SApiDeviceData> result;
-        for (const QList<QVariant> &arguments : *m_packetSpy)
-            result.append(arguments.at(0).value<API::SApiDeviceData>());
-        return result;
-    }
+    // The interval of a running timer, 0 for a stopped one.
+    static int runningInterval(const QTimer *timer) { return timer->isActive() ? timer->interval() : 0; }
 
 private slots:
     void initTestCase()
@@ -109,49 +110,65 @@ private slots:
         m_statusSpy->clear();
         delete m_server;
         m_server = nullptr;
-        QTRY_VERIFY(statuses(*m_statusSpy).contains(COMM::Disconnected));
+        QTRY_VERIFY(statuses().contains(COMM::Disconnected));
     }
 
     void loginSendsProbeThenCredentials()
     {
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected, COMM::PingWaiting,
-                                                            COMM::AuthWaiting, COMM::Success}));
+        QTRY_COMPARE(statuses(), QList({COMM::Disconnected, COMM::PingWaiting, COMM::AuthWaiting, COMM::Success}));
         QCOMPARE(m_server->received(), QStringList({QStringLiteral(R"({"cmd":"cmd"})"), kCredentials}));
 
         // The handshake guard fires once more, finds the session verified and stays quiet.
         QTest::qWait(2200);
-        QCOMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+        QCOMPARE(statuses().last(), COMM::Success);
     }
 
-    void refusedLogin_data()
+    void failedHandshake_data()
     {
+        QTest::addColumn<QString>("cmd");   // of the request that gets the reply
         QTest::addColumn<QJsonObject>("reply");
-        QTest::addColumn<QString>("debugLine");
-        QTest::addColumn<QString>("reason");    // as the operator's log gives it
+        QTest::addColumn<Status>("status");
+        QTest::addColumn<QString>("debugLine");   // empty when none is due
+        QTest::addColumn<QStringList>("logged");  // the operator's log, ORIGIN for the server
 
-        const QString prefix = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=auth: unknown message");
-        const QString notAnAnswer = QStringLiteral("not an answer to the login");
-        QTest::newRow("no cmd") << json(R"({"status":true})") << prefix + "[1]" << notAnAnswer;
-        QTest::newRow("other cmd") << json(R"({"cmd":"rx","status":true})") << prefix + "[2]" << notAnAnswer;
-        QTest::newRow("no status") << json(R"({"cmd":"auth_resp"})") << prefix + "[3]" << notAnAnswer;
-        QTest::newRow("refused") << json(R"({"cmd":"auth_resp","status":false,"err_string":"bad_password"})")
-                                 << prefix + "[4], err[bad_password]" << "bad_password";
-        QTest::newRow("status not a bool") << json(R"({"cmd":"auth_resp","status":"true"})") << prefix + "[4], err[]"
-                                           << "no reason given";
+        const QString unknown = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=%1: unknown message");
+        const auto refusedProbe = [](const char *name, const QJsonObject &reply, const QStringList &logged) {
+            QTest::newRow(name) << "cmd" << reply << COMM::InvalidPing << QString() << logged;
+        };
+        const auto refusedLogin = [&unknown](const char *name, const char *reply, const char *debugTail,
+                                             const char *reason) {
+            QTest::newRow(name) << "auth_req" << json(reply) << COMM::InvalidAuth << unknown.arg("auth") + debugTail
+                                << QStringList(kSession + "login to ORIGIN as user refused: " + reason);
+        };
+        const QString notServer = kSession + "ORIGIN does not answer as a network server: ";
+        refusedProbe("wrong reply", json(R"({"cmd":"hello"})"),
+                     {unknown.arg("ping"), notServer + "not the answer of a network server"});
+        refusedProbe("no reply within 2000 ms", QJsonObject(), {notServer + "no answer"});
+        const char *notAnAnswer = "not an answer to the login";
+        refusedLogin("no cmd", R"({"status":true})", "[1]", notAnAnswer);
+        refusedLogin("other cmd", R"({"cmd":"rx","status":true})", "[2]", notAnAnswer);
+        refusedLogin("no status", R"({"cmd":"auth_resp"})", "[3]", notAnAnswer);
+        refusedLogin("refused", R"({"cmd":"auth_resp","status":false,"err_string":"bad_password"})",
+                     "[4], err[bad_password]", "bad_password");
+        refusedLogin("status not a bool", R"({"cmd":"auth_resp","status":"true"})", "[4], err[]", "no reason given");
     }
 
-    void refusedLogin()
+    void failedHandshake()
     {
+        QFETCH(QString, cmd);
         QFETCH(QJsonObject, reply);
+        QFETCH(Status, status);
         QFETCH(QString, debugLine);
-        QFETCH(QString, reason);
+        QFETCH(QStringList, logged);
 
-        m_server->setReply(QStringLiteral("auth_req"), reply);
-        QTest::ignoreMessage(QtDebugMsg, qPrintable(debugLine));
+        m_server->setReply(cmd, reply);
+        if (!debugLine.isEmpty())
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(debugLine));
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("wrong"));
-        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::InvalidAuth);
-        QCOMPARE(m_log->takeLines(), QStringList(session("login to ORIGIN as user refused: " + reason)));
+        QTRY_COMPARE_WITH_TIMEOUT(statuses().last(), status, 4000);
+        QCOMPARE(requests("auth_req").size(), status == COMM::InvalidPing ? 0 : 1);
+        QCOMPARE(m_log->takeLines(), logged.replaceInStrings(QStringLiteral("ORIGIN"), m_server->origin()));
 
         // The socket stays open but the session is idle: pushes are ignored, downlinks still go.
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
@@ -159,34 +176,6 @@ private slots:
         QTRY_COMPARE(requests("send_data_req").size(), 1);
         QCOMPARE(m_server->clientCount(), 1);
         QCOMPARE(m_packetSpy->count(), 0);
-    }
-
-    void failedProbe_data()
-    {
-        QTest::addColumn<QJsonObject>("probeReply");
-        QTest::addColumn<QStringList>("logged");
-
-        const QString unknown = QStringLiteral("[CServerHandler::textMessageReceivedSlot] State=ping: unknown message");
-        const QString notServer = QStringLiteral("ORIGIN does not answer as a network server: ");
-        QTest::newRow("wrong reply") << json(R"({"cmd":"hello"})")
-                                     << QStringList{unknown, notServer + "not the answer of a network server"};
-        QTest::newRow("no reply within 2000 ms") << QJsonObject() << QStringList(notServer + "no answer");
-    }
-
-    void failedProbe()
-    {
-        QFETCH(QJsonObject, probeReply);
-        QFETCH(QStringList, logged);
-
-        m_server->setReply(QStringLiteral("cmd"), probeReply);
-        m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-        QTRY_COMPARE_WITH_TIMEOUT(statuses(*m_statusSpy).last(), COMM::InvalidPing, 4000);
-        QCOMPARE(requests("auth_req").size(), 0);
-        for (QString &line : logged) {
-            if (line.startsWith(QStringLiteral("ORIGIN")))
-                line = session(line);
-        }
-        QCOMPARE(m_log->takeLines(), logged);
     }
 
     void rxMessages_data()
@@ -279,8 +268,7 @@ private slots:
             {"devEui":"d3","devName":"Empty AppEUI","OTAA":{}},
             {"devName":"No EUI","OTAA":{"appEui":"A1"}},
             {"devEui":"d5","devName":"Pump","OTAA":{"appEui":"b2"},"extra":1}]})"));
-        QTRY_COMPARE(m_listSpy->count(), 1);
-        QCOMPARE(m_listSpy->at(0).at(0).toBool(), true);
+        QTRY_COMPARE(listResults(), QList<bool>{true});
         QStringList devices;
         for (const API::SServerDeviceInfo &device : m_listSpy->at(0).at(1).value<DeviceList>())
             devices.append(device.devEui + '/' + device.appEui + '/' + device.devName);
@@ -289,8 +277,7 @@ private slots:
         // The reply released the queue: the second request goes out now, and times out.
         QTRY_COMPARE(requests("get_devices_req").size(), 2);
         m_handler->waitingServerResponseTimeoutSlot();
-        QCOMPARE(m_listSpy->count(), 2);
-        QCOMPARE(m_listSpy->at(1).at(0).toBool(), false);
+        QCOMPARE(listResults(), QList<bool>({true, false}));
 
         // A reply after the time-out is no longer expected.
         m_server->push(json(R"({"cmd":"get_devices_resp","status":true,"devices_list":[]})"));
@@ -349,9 +336,8 @@ private slots:
         QCOMPARE(requests("send_data_req").last(), downlink("00AA", "1100d7", 11));
         m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", false}, {"err_string", "bridge"}});
         m_server->push(QJsonObject{{"cmd", "send_data_resp"}, {"status", true}});
-        QTRY_COMPARE(steps.size(), 2);
-        QCOMPARE(steps.at(0).at(0).value<CServerHandler::EDownlinkStep>(), CServerHandler::DownlinkSent);
-        QCOMPARE(steps.at(1).at(0).value<CServerHandler::EDownlinkStep>(), CServerHandler::DownlinkAccepted);
+        QTRY_COMPARE(firstArguments<CServerHandler::EDownlinkStep>(steps),
+                     QList({CServerHandler::DownlinkSent, CServerHandler::DownlinkAccepted}));
         m_handler->setDownlinkSource({});
     }
 
@@ -359,17 +345,17 @@ private slots:
     {
         login();
         m_server->dropClients();
-        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
+        QTRY_COMPARE(statuses(), QList<Status>({COMM::Disconnected}));
 
         m_handler->connectSlot(QStringLiteral("ws://host:port"), QStringLiteral("x"), QStringLiteral("y"));
         QTRY_COMPARE(m_log->lines(), QStringList({session("logged in to ORIGIN as user"),
                                                   session("link to ORIGIN lost"),
                                                   "[CServerHandler::connectSlot] Invalid input URL [ws://host:port]"}));
-        QVERIFY(!statuses(*m_statusSpy).contains(COMM::PingWaiting));
+        QVERIFY(!statuses().contains(COMM::PingWaiting));
 
         // What the 60 s reconnection timer does when it fires: the last valid server, the last credentials.
         m_handler->reconnectLastAuthData();
-        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+        QTRY_COMPARE(statuses().last(), COMM::Success);
         QCOMPARE(requests("auth_req"), QStringList({kCredentials, kCredentials}));
         m_server->push(rx(QStringLiteral("UNCONF_UP")));
         QTRY_COMPARE(m_packetSpy->count(), 1);
@@ -408,12 +394,10 @@ private slots:
         QTest::qWait(200);
         QCOMPARE(failures.size(), 1);
         QCOMPARE(m_log->lines().size(), 1);
-        QVERIFY(!statuses(*m_statusSpy).isEmpty());
-        for (Status status : statuses(*m_statusSpy))
-            QCOMPARE(status, COMM::Disconnected);
+        QVERIFY(!statuses().isEmpty());
+        QCOMPARE(statuses(), QList<Status>(statuses().size(), COMM::Disconnected));
         // The first attempt is retried too.
-        QVERIFY(timer("reconnectTimer")->isActive());
-        QCOMPARE(timer("reconnectTimer")->interval(), 60000);
+        QCOMPARE(runningInterval(timer("reconnectTimer")), 60000);
         login();
     }
 
@@ -423,11 +407,10 @@ private slots:
         login();
         QVERIFY(!reconnect->isActive());
         m_server->dropClients();
-        QTRY_COMPARE(statuses(*m_statusSpy), QList<Status>({COMM::Disconnected}));
+        QTRY_COMPARE(statuses(), QList<Status>({COMM::Disconnected}));
         QCOMPARE(m_log->takeLines(), QStringList({session("logged in to ORIGIN as user"),
                                                   session("link to ORIGIN lost")}));
-        QVERIFY(reconnect->isActive());
-        QCOMPARE(reconnect->interval(), 60000);
+        QCOMPARE(runningInterval(reconnect), 60000);
         QVERIFY(!reconnect->isSingleShot());
 
         // Each firing is one more attempt at the stored server; a failed one leaves the timer running.
@@ -437,10 +420,10 @@ private slots:
         for (int attempt = 2; attempt <= 3; ++attempt) {
             fire(reconnect);
             QTRY_COMPARE(m_log->lines().size(), attempt);
-            QVERIFY(reconnect->isActive());
-            QCOMPARE(reconnect->interval(), 60000);
+            QCOMPARE(runningInterval(reconnect), 60000);
         }
-        QCOMPARE(m_log->lines().last(), QStringLiteral("ERROR: [CServerHandler] Connection failed: Connection refused"));
+        QCOMPARE(m_log->lines().last(),
+                 QStringLiteral("ERROR: [CServerHandler] Connection failed: Connection refused"));
 
         login();
         QVERIFY(!reconnect->isActive());
@@ -467,14 +450,13 @@ private slots:
             m_server->setReply(unanswered, QJsonObject());
         QTimer *guard = timer("handshakeTimer");
         m_handler->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
-        QTRY_COMPARE(statuses(*m_statusSpy).last(), waiting);
-        QVERIFY(guard->isActive());
-        QCOMPARE(guard->interval(), 2000);
+        QTRY_COMPARE(statuses().last(), waiting);
+        QCOMPARE(runningInterval(guard), 2000);
 
         m_statusSpy->clear();
         fire(guard);
         QVERIFY(!guard->isActive());
-        QCOMPARE(statuses(*m_statusSpy), afterTimeout);
+        QCOMPARE(statuses(), afterTimeout);
     }
 
     void responseTimeouts_data()
@@ -506,8 +488,7 @@ private slots:
         QTRY_COMPARE(m_server->receivedWithCmd(request).size(), 1);
 
         QTimer *wait = timer("responseWaitTimer");
-        QVERIFY(wait->isActive());
-        QCOMPARE(wait->interval(), interval);
+        QCOMPARE(runningInterval(wait), interval);
         QCOMPARE(m_server->received().size(), 3);
 
         fire(wait);
@@ -528,8 +509,7 @@ private slots:
         QVERIFY(m_handler->getDevicesList({QStringLiteral("A1")}));
         m_handler->sendDeviceData(QStringLiteral("BB"), "02");
         QTRY_COMPARE(requests("send_data_req").size(), 1);
-        QCOMPARE(m_listSpy->size(), 1);
-        QCOMPARE(m_listSpy->at(0).at(0).toBool(), false);
+        QCOMPARE(listResults(), QList<bool>{false});
         QVERIFY(m_listSpy->at(0).at(1).value<DeviceList>().isEmpty());
     }
 
@@ -542,10 +522,10 @@ private slots:
         m_handler->sendDeviceData(QStringLiteral("BB"), "02");
 
         m_server->dropClients();
-        QTRY_VERIFY(statuses(*m_statusSpy).contains(COMM::Disconnected));
+        QTRY_VERIFY(statuses().contains(COMM::Disconnected));
         QVERIFY(timer("responseWaitTimer")->isActive());
         fire(timer("reconnectTimer"));
-        QTRY_COMPARE(statuses(*m_statusSpy).last(), COMM::Success);
+        QTRY_COMPARE(statuses().last(), COMM::Success);
         QTest::qWait(100);
         QCOMPARE(requests("send_data_req").size(), 0);
 

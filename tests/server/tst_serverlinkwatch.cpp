@@ -37,13 +37,13 @@ private:
             target->connectToHost(QHostAddress::LocalHost, m_targetPort);
             forward(client, target);
             forward(target, client);
-            connect(client, &QTcpSocket::disconnected, target, &QTcpSocket::disconnectFromHost);
-            connect(target, &QTcpSocket::disconnected, client, &QTcpSocket::disconnectFromHost);
         }
     }
 
+    // Bytes, and the end of the connection, from one side to the other.
     void forward(QTcpSocket *from, QTcpSocket *to)
     {
+        connect(from, &QTcpSocket::disconnected, to, &QTcpSocket::disconnectFromHost);
         connect(from, &QTcpSocket::readyRead, this, [this, from, to] {
             const QByteArray bytes = from->readAll();
             if (!m_silent && to->isOpen())
@@ -156,8 +156,7 @@ private slots:
 
         QTimer *opening = timer("openingTimer");
         QTimer *reconnect = timer("reconnectTimer");
-        m_handler->connectSlot(QStringLiteral("ws://127.0.0.1:%1").arg(hanging.serverPort()), QStringLiteral("user"),
-                               QStringLiteral("secret"));
+        m_handler->connectSlot(QStringLiteral("ws://127.0.0.1:%1").arg(hanging.serverPort()), "user", "secret");
         for (int attempt = 1; attempt <= 2; ++attempt) {
             QTRY_COMPARE(accepted.size(), attempt);
             QVERIFY(opening->isActive());

@@ -18,22 +18,17 @@ QByteArray chunkData(int size, int index)
     return QByteArray(size, char('a' + index));
 }
 
+// No template and no registers.
 DB::SDeviceRegMapDescription tcpDevice(const QString &devEui, quint16 port)
 {
-    DB::SDeviceRegMapDescription device;
-    device.devEui = devEui;
-    device.name = devEui;
-    device.port = port;
-    return device;
+    return {devEui, QString(), devEui, 0, {}, port};
 }
 
+// An uplink as the server pushes it.
 API::SApiDeviceData uplink(const QString &devEui, const QByteArray &payload)
 {
-    API::SApiDeviceData data;
-    data.devEui = devEui;
-    data.data = payload;
-    data.valid = true;
-    return data;
+    return API::SApiDeviceData(QJsonObject{{"type", "UNCONF_UP"}, {"devEui", devEui},
+                                           {"data", QString::fromLatin1(payload.toHex())}});
 }
 
 const QString kDamaged = QStringLiteral("ERROR: [CDeviceHandler::sendTCPData] Package from device 00000000000000D1 "
@@ -87,7 +82,8 @@ private slots:
         m_log = new LogSpy;
         m_server = new FakeNetworkServer(this);
         QSignalSpy status(CServerHandler::getInstance(), &CServerHandler::changeServerStatus);
-        CServerHandler::getInstance()->connectSlot(m_server->origin(), QStringLiteral("user"), QStringLiteral("secret"));
+        CServerHandler::getInstance()->connectSlot(m_server->origin(), QStringLiteral("user"),
+                                                   QStringLiteral("secret"));
         QTRY_VERIFY(!status.isEmpty() && status.last().at(0).value<COMM::EServerStatus>() == COMM::Success);
         // The program's wiring of the bridge's downlinks.
         connect(CAllDeviceHandler::getInstance(), &CAllDeviceHandler::tcpDownlink, CServerHandler::getInstance(),

@@ -59,25 +59,20 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("hold");
 
-        const QStringList map = {"map", "--wait", "0"};
-        const QStringList exportDevices = {"export", "--wait", "0"};
-        const QStringList remove = {"remove", "--wait", "0", "70B3D5000000C001"};
-        const QStringList import = {"import", "--wait", "0.2", "next.csv"};
-        const QStringList decode = {"decode", "deviceFolder/ClimateSensor_TH20.json", "0100eb0202f63e0c", "--device",
-                                    "70B3D5000000C001", "--wait", "0"};
-        // Readers read beside a writer's lock; the ones that write wait for it.
-        QTest::newRow("remove, write lock") << remove << int(HoldWriteLock);
-        QTest::newRow("import, write lock") << import << int(HoldWriteLock);
-        QTest::newRow("map, exclusive lock") << map << int(HoldExclusiveLock);
-        QTest::newRow("export, exclusive lock") << exportDevices << int(HoldExclusiveLock);
-        QTest::newRow("remove, exclusive lock") << remove << int(HoldExclusiveLock);
-        QTest::newRow("import, exclusive lock") << import << int(HoldExclusiveLock);
-        QTest::newRow("decode, exclusive lock") << decode << int(HoldExclusiveLock);
-        QTest::newRow("map, hot journal") << map << int(HoldHotJournal);
-        QTest::newRow("export, hot journal") << exportDevices << int(HoldHotJournal);
-        QTest::newRow("remove, hot journal") << remove << int(HoldHotJournal);
-        QTest::newRow("import, hot journal") << import << int(HoldHotJournal);
-        QTest::newRow("decode, hot journal") << decode << int(HoldHotJournal);
+        const QList<QStringList> commands = {
+            {"map", "--wait", "0"}, {"export", "--wait", "0"},
+            {"remove", "--wait", "0", "70B3D5000000C001"},
+            {"import", "--wait", "0.2", "next.csv"},
+            {"decode", "deviceFolder/ClimateSensor_TH20.json", "0100eb0202f63e0c", "--device", "70B3D5000000C001",
+             "--wait", "0"}};
+        for (const QStringList &arguments : commands) {
+            const QByteArray command = arguments.first().toLatin1();
+            // Readers read beside a writer's lock; the ones that write wait for it.
+            if (command == "remove" || command == "import")
+                QTest::addRow("%s, write lock", command.constData()) << arguments << int(HoldWriteLock);
+            QTest::addRow("%s, exclusive lock", command.constData()) << arguments << int(HoldExclusiveLock);
+            QTest::addRow("%s, hot journal", command.constData()) << arguments << int(HoldHotJournal);
+        }
     }
 
     // Busy, never "not a register file"; the file stays as the holder has it.
@@ -112,13 +107,11 @@ private slots:
             QSqlDatabase holder = openHolder();
             QSqlQuery query(holder);
             QVERIFY(query.exec(QLatin1String(StoreSchema::kBeginWriteSql)));
-            QVERIFY(query.exec(QStringLiteral("INSERT INTO devices (name, app_eui, dev_eui, port, start_addr) "
-                                              "VALUES ('Other', 'F1A7C0DE00000202', '70B3D5000000C0FF', 1502, "
-                                              "3000);")));
+            QVERIFY(query.exec(QStringLiteral("INSERT INTO devices (name, app_eui, dev_eui, port, start_addr) VALUES "
+                                              "('Other', 'F1A7C0DE00000202', '70B3D5000000C0FF', 1502, 3000);")));
             QVERIFY(query.exec(QStringLiteral("INSERT INTO dev_data (device, port, reg_addr, bit_size, parent) "
                                               "VALUES (last_insert_rowid(), 1502, 3000, 16, 1);")));
-            startTool(tool, {QStringLiteral("import"), QStringLiteral("--wait"), QStringLiteral("60"),
-                             QStringLiteral("next.csv")});
+            startTool(tool, {"import", "--wait", "60", "next.csv"});
             // The plan is printed once the rows passed the check on the file as it was.
             QVERIFY(tool.waitForReadyRead(kLongWaitMs));
             QVERIFY2(query.exec(QLatin1String(StoreSchema::kCommitSql)), qPrintable(query.lastError().text()));
@@ -143,9 +136,8 @@ private slots:
         QFETCH(QStringList, arguments);
         const SToolRun run = runTool(arguments);
         QCOMPARE(run.exitCode, 2);
-        QCOMPARE(run.err, QStringList(QStringLiteral("quillbar-tool %1: --wait must be a number of seconds from 0 "
-                                                     "to 86400")
-                                              .arg(arguments.first())));
+        const QString error = QStringLiteral("quillbar-tool %1: --wait must be a number of seconds from 0 to 86400");
+        QCOMPARE(run.err, QStringList(error.arg(arguments.first())));
     }
 
 private:

@@ -26,8 +26,7 @@ QByteArray packet(int type, int size, const QByteArray &fields)
 
 QByteArray deviceTemplate(const QByteArray &appEui, const QByteArray &packets)
 {
-    return R"({"app_eui":")" + appEui + R"(","dev_type":"Kind )" + appEui + R"(","device_packets":[)" + packets
-            + "]}";
+    return R"({"app_eui":")" + appEui + R"(","dev_type":"Kind )" + appEui + R"(","device_packets":[)" + packets + "]}";
 }
 
 const QByteArray kGood = deviceTemplate("f1a7c0de0000c001", packet(1, 5, field("Level", 1, 16, 10) + ','
@@ -37,11 +36,8 @@ const QByteArray kTcp = R"({"data":[{"app_eui":"f1a7c0de0000c0f1","dev_type":"Ga
 void writeFiles(const QString &folder, const Files &files)
 {
     QVERIFY(QDir().mkpath(folder));
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        QFile file(QDir(folder).filePath(it.key()));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(it.value());
-    }
+    for (auto it = files.cbegin(); it != files.cend(); ++it)
+        writeFile(QDir(folder).filePath(it.key()), it.value());
 }
 
 // Whether `lines` holds `wanted` in this order, other lines between.
@@ -70,80 +66,68 @@ private slots:
         QTest::addColumn<Files>("files");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("lines");
+        const auto row = [](const char *name, const Files &files, int exitCode, const QStringList &lines) {
+            QTest::newRow(name) << files << exitCode << lines;
+        };
+        const auto withSignedWords = [](const QByteArray &value) {
+            return QByteArray(kGood).replace(R"("dev_type")", R"("signed_words":")" + value + R"(","dev_type")");
+        };
 
-        QTest::newRow("good") << Files{{"good.json", kGood}, {"TCP.json", kTcp}} << 0
-                              << QStringList{"good.json: 1 accepted, 0 refused",
-                                             "  Device [F1A7C0DE0000C001] inited SUCCESSULLY",
-                                             "    offset   registers   name                                 type "
-                                             "      source",
-                                             "    10       1           Level                                uinteger"
-                                             "   packet 1",
-                                             "TCP.json: 1 accepted, 0 refused",
-                                             "  TCP template F1A7C0DE0000C0F1 \"Gateway\", colour #94999d",
-                                             "2 files, 2 templates accepted, 0 refused, 0 warnings"};
-        QTest::newRow("two's complement")
-                << Files{{"twos.json", QByteArray(kGood).replace(R"("dev_type")", R"("signed_words":"twos_complement","dev_type")")}}
-                << 0
-                << QStringList{"  template F1A7C0DE0000C001 \"Kind f1a7c0de0000c001\", colour #94999d, negative values as "
-                               "two's complement"};
-        QTest::newRow("signed_words misspelt")
-                << Files{{"twos.json", QByteArray(kGood).replace(R"("dev_type")", R"("signed_words":"twos","dev_type")")}}
-                << 1
-                << QStringList{"twos.json: 0 accepted, 1 refused",
-                               "  [SDeviceTemplate] Invalid signed_words value, can be \"twos_complement\""};
-        QTest::newRow("duplicate") << Files{{"a.json", kGood}, {"b.json", QByteArray(kGood).replace("c001", "C001")}} << 1
-                                   << QStringList{"a.json: 1 accepted, 0 refused", "b.json: 0 accepted, 1 refused",
-                                                  "  Device [F1A7C0DE0000C001] already inited. Skip",
-                                                  "2 files, 1 templates accepted, 1 refused, 0 warnings"};
-        QTest::newRow("broken") << Files{{"broken.json", R"({"app_eui": })"}} << 1
-                                << QStringList{"broken.json: 0 accepted, 1 refused",
-                                               "  ERROR: [CAllDeviceHandler] Invalid parsing JSON file "
-                                               "[FOLDER/broken.json]: error[object is missing after a comma], "
-                                               "row[13]"};
-        QTest::newRow("broken on line 3") << Files{{"broken.json", "{\n  \"app_eui\": \"x\",\n  \"dev_type\": ,\n}\n"}}
-                                          << 1
-                                          << QStringList{"  ERROR: [CAllDeviceHandler] Invalid parsing JSON file "
-                                                         "[FOLDER/broken.json]: error[illegal value], row[35]",
-                                                         "  at line 3, column 16"};
-        QTest::newRow("register too wide")
-                << Files{{"wide.json", deviceTemplate("f1a7c0de0000c002", packet(1, 3, field("W", 1, 16, 0,
-                                                                                             2147483647)))}}
-                << 1
-                << QStringList{"wide.json: 0 accepted, 1 refused",
-                               "  [SDevicePacketField] Invalid register size [2147483647], can be 0 to 64 bits",
-                               "  [SDeviceTemplate] Device packets array is empty"};
-        QTest::newRow("past packet_size")
-                << Files{{"short.json", deviceTemplate("f1a7c0de0000c003", packet(1, 3, field("Long", 1, 32, 0)))}}
-                << 1
-                << QStringList{"short.json: 1 accepted, 0 refused",
-                               "  warning: packet 1 field \"Long\" reaches byte 5, past packet_size 3: the missing "
-                               "bytes read as zeros",
-                               "1 files, 1 templates accepted, 0 refused, 1 warnings"};
-        QTest::newRow("before the payload")
-                << Files{{"early.json", deviceTemplate("f1a7c0de0000c008", packet(1, 3, field("Early", -1, 16, 0)))}}
-                << 1 << QStringList{"  warning: packet 1 field \"Early\" starts before the payload (packet_bias -1): "
-                                    "the program reads it from the type byte on"};
-        QTest::newRow("no packet_size")
-                << Files{{"sizeless.json", deviceTemplate("f1a7c0de0000c004", packet(1, -1, field("A", 1, 8, 0)))}}
-                << 1 << QStringList{"  warning: packet 1 has no packet_size: the program refuses every uplink of "
-                                    "its type"};
-        QTest::newRow("shared register")
-                << Files{{"shared.json", deviceTemplate("f1a7c0de0000c005", packet(1, 7, field("Wide", 1, 32, 4) + ','
-                                                                                      + field("Narrow", 5, 16, 5)))}}
-                << 1 << QStringList{"  warning: \"Wide\" (packet 1, offset 4) and \"Narrow\" (packet 1, offset 5) "
-                                    "share a register"};
-        QTest::newRow("one value in two packets")
-                << Files{{"twice.json", deviceTemplate("f1a7c0de0000c006", packet(1, 3, field("T", 1, 16, 4)) + ','
-                                                                               + packet(2, 5, field("T", 3, 16, 4)))}}
-                << 0 << QStringList{"1 files, 1 templates accepted, 0 refused, 0 warnings"};
-        QTest::newRow("positive type above 127")
-                << Files{{"high.json", deviceTemplate("f1a7c0de0000c007", packet(200, 2, field("A", 1, 8, 0)))}} << 1
-                << QStringList{"  warning: packet type 200 can never match a first payload byte: a byte of 128 or "
-                               "more is written as its negative value (-128 to -1)"};
-        QTest::newRow("empty folder") << Files{{"notes.txt", "no templates"}} << 1
-                                      << QStringList{"[CAllDeviceHandler::init] Dirrectory with device signature is "
-                                                     "empty",
-                                                     "0 files, 0 templates accepted, 0 refused, 0 warnings"};
+        row("good", {{"good.json", kGood}, {"TCP.json", kTcp}}, 0,
+            {"good.json: 1 accepted, 0 refused", "  Device [F1A7C0DE0000C001] inited SUCCESSULLY",
+             "    offset   registers   name                                 type       source",
+             "    10       1           Level                                uinteger   packet 1",
+             "TCP.json: 1 accepted, 0 refused", "  TCP template F1A7C0DE0000C0F1 \"Gateway\", colour #94999d",
+             "2 files, 2 templates accepted, 0 refused, 0 warnings"});
+        row("two's complement", {{"twos.json", withSignedWords("twos_complement")}}, 0,
+            {"  template F1A7C0DE0000C001 \"Kind f1a7c0de0000c001\", colour #94999d, negative values as two's "
+             "complement"});
+        row("signed_words misspelt", {{"twos.json", withSignedWords("twos")}}, 1,
+            {"twos.json: 0 accepted, 1 refused",
+             "  [SDeviceTemplate] Invalid signed_words value, can be \"twos_complement\""});
+        row("duplicate", {{"a.json", kGood}, {"b.json", QByteArray(kGood).replace("c001", "C001")}}, 1,
+            {"a.json: 1 accepted, 0 refused", "b.json: 0 accepted, 1 refused",
+             "  Device [F1A7C0DE0000C001] already inited. Skip",
+             "2 files, 1 templates accepted, 1 refused, 0 warnings"});
+        row("broken", {{"broken.json", R"({"app_eui": })"}}, 1,
+            {"broken.json: 0 accepted, 1 refused",
+             "  ERROR: [CAllDeviceHandler] Invalid parsing JSON file [FOLDER/broken.json]: error[object is missing "
+             "after a comma], row[13]"});
+        row("broken on line 3", {{"broken.json", "{\n  \"app_eui\": \"x\",\n  \"dev_type\": ,\n}\n"}}, 1,
+            {"  ERROR: [CAllDeviceHandler] Invalid parsing JSON file [FOLDER/broken.json]: error[illegal value], "
+             "row[35]", "  at line 3, column 16"});
+        row("register too wide",
+            {{"wide.json", deviceTemplate("f1a7c0de0000c002", packet(1, 3, field("W", 1, 16, 0, 2147483647)))}}, 1,
+            {"wide.json: 0 accepted, 1 refused",
+             "  [SDevicePacketField] Invalid register size [2147483647], can be 0 to 64 bits",
+             "  [SDeviceTemplate] Device packets array is empty"});
+        row("past packet_size",
+            {{"short.json", deviceTemplate("f1a7c0de0000c003", packet(1, 3, field("Long", 1, 32, 0)))}}, 1,
+            {"short.json: 1 accepted, 0 refused",
+             "  warning: packet 1 field \"Long\" reaches byte 5, past packet_size 3: the missing bytes read as zeros",
+             "1 files, 1 templates accepted, 0 refused, 1 warnings"});
+        row("before the payload",
+            {{"early.json", deviceTemplate("f1a7c0de0000c008", packet(1, 3, field("Early", -1, 16, 0)))}}, 1,
+            {"  warning: packet 1 field \"Early\" starts before the payload (packet_bias -1): the program reads it "
+             "from the type byte on"});
+        row("no packet_size",
+            {{"sizeless.json", deviceTemplate("f1a7c0de0000c004", packet(1, -1, field("A", 1, 8, 0)))}}, 1,
+            {"  warning: packet 1 has no packet_size: the program refuses every uplink of its type"});
+        row("shared register",
+            {{"shared.json", deviceTemplate("f1a7c0de0000c005",
+                                            packet(1, 7, field("Wide", 1, 32, 4) + ',' + field("Narrow", 5, 16, 5)))}},
+            1, {"  warning: \"Wide\" (packet 1, offset 4) and \"Narrow\" (packet 1, offset 5) share a register"});
+        row("one value in two packets",
+            {{"twice.json", deviceTemplate("f1a7c0de0000c006", packet(1, 3, field("T", 1, 16, 4)) + ','
+                                                                   + packet(2, 5, field("T", 3, 16, 4)))}},
+            0, {"1 files, 1 templates accepted, 0 refused, 0 warnings"});
+        row("positive type above 127",
+            {{"high.json", deviceTemplate("f1a7c0de0000c007", packet(200, 2, field("A", 1, 8, 0)))}}, 1,
+            {"  warning: packet type 200 can never match a first payload byte: a byte of 128 or more is written "
+             "as its negative value (-128 to -1)"});
+        row("empty folder", {{"notes.txt", "no templates"}}, 1,
+            {"[CAllDeviceHandler::init] Dirrectory with device signature is empty",
+             "0 files, 0 templates accepted, 0 refused, 0 warnings"});
     }
 
     void reportsEachFile()

@@ -54,8 +54,7 @@ QByteArray templateText(const QString &appEui, bool twosComplement)
         packet(5, 7, {field("Temperature", "integer/16/le", 1, 23), field("Level", "integer/32/be", 3, 24)}),
         packet(-56, 5, {field("Label", "text/32", 1, 21)}),
     };
-    const QJsonArray data = {datum("ts", 0, 32), datum("rssi", 2, 16), datum("fcnt", 3, 32),
-                             datum("snr", 5, 16)};
+    const QJsonArray data = {datum("ts", 0, 32), datum("rssi", 2, 16), datum("fcnt", 3, 32), datum("snr", 5, 16)};
     QJsonObject object{{"app_eui", appEui.toLower()}, {"dev_type", "Decode table"},
                        {"device_packets", packets}, {"server_data", data}};
     if (twosComplement)
@@ -117,50 +116,39 @@ private slots:
         QTest::addColumn<bool>("withRx");
         QTest::addColumn<bool>("byDevice");     // the stored device's start address and scaling
         QTest::addColumn<QString>("scaling");  // "multiplier/offset[/decimals]" stored for register 20
-        QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("expected");  // "address=word", or the warning of a refused payload
+        QTest::addColumn<int>("exitCode");
+        const auto row = [](const char *name, bool twos, const char *payload, bool withRx, bool byDevice,
+                            const QString &scaling, const QStringList &expected, int exitCode = 0) {
+            QTest::newRow(name) << twos << QByteArray(payload) << withRx << byDevice << scaling << expected << exitCode;
+        };
 
-        QTest::newRow("byte orders") << false << QByteArray("0101020304") << false << false << QString() << 0
-                                     << QStringList{"110=258", "111=1027"};
-        QTest::newRow("signed values") << false << QByteArray("02fffffe") << false << true << QString() << 0
-                                       << QStringList{"112=1", "113=2"};
-        QTest::newRow("wide values") << false << QByteArray("0378563412fffffffffffffffe") << false << true << QString() << 0
-                                     << QStringList{"114=4660", "115=22136", "116=0", "119=2"};
+        row("byte orders", false, "0101020304", false, false, "", {"110=258", "111=1027"});
+        row("signed values", false, "02fffffe", false, true, "", {"112=1", "113=2"});
+        row("wide values", false, "0378563412fffffffffffffffe", false, true, "",
+            {"114=4660", "115=22136", "116=0", "119=2"});
         // A ModBus read takes the hexadecimal digits of a stored text, so "ABCD" reads as one word.
-        QTest::newRow("text") << false << QByteArray("c841424344") << false << false << QString() << 0
-                              << QStringList{"121=43981", "122=0"};
-        QTest::newRow("default scaling") << false << QByteArray("040019") << false << false << QString() << 0
-                                         << QStringList{"120=25"};
-        QTest::newRow("stored scaling") << false << QByteArray("040019") << false << true << QStringLiteral("0.1/5") << 0
-                                        << QStringList{"120=8"};
-        QTest::newRow("server data of an rx message") << false << QByteArray("0101020304") << true << true << QString() << 0
-                                                      << QStringList{"100=25939", "101=61696", "102=87",
-                                                                     "103=1", "104=4464"};
+        row("text", false, "c841424344", false, false, "", {"121=43981", "122=0"});
+        row("default scaling", false, "040019", false, false, "", {"120=25"});
+        row("stored scaling", false, "040019", false, true, "0.1/5", {"120=8"});
+        row("server data of an rx message", false, "0101020304", true, true, "",
+            {"100=25939", "101=61696", "102=87", "103=1", "104=4464"});
         // -100 and -10 stored as two's complement, in both byte orders and widths.
-        QTest::newRow("twos: 8 and 16 bits") << true << QByteArray("02fffffe") << false << true << QString() << 0
-                                             << QStringList{"112=65535", "113=65534"};
-        QTest::newRow("twos: 16 bits le, 32 bits be")
-                << true << QByteArray("059cfffffffff6") << false << false << QString() << 0
-                << QStringList{"123=65436", "124=65535", "125=65526"};
-        QTest::newRow("twos: 64 bits") << true << QByteArray("0378563412fffffffffffffffe") << false << true
-                                       << QString() << 0 << QStringList{"114=4660", "115=22136", "116=65535", "119=65534"};
-        QTest::newRow("twos: scaled below zero") << true << QByteArray("040019") << false << true
-                                                 << QStringLiteral("0.1/-10") << 0 << QStringList{"120=65528"};
-        QTest::newRow("decimals kept") << false << QByteArray("040019") << false << true << QStringLiteral("0.1/5/1")
-                                       << 0 << QStringList{"120=75"};
-        QTest::newRow("twos: decimals below zero") << true << QByteArray("040019") << false << true
-                                                   << QStringLiteral("0.1/-10/2") << 0 << QStringList{"120=64786"};
-        QTest::newRow("twos: server data") << true << QByteArray("0101020304") << true << true << QString() << 0
-                                           << QStringList{"102=65449", "105=7"};
-        QTest::newRow("sign text: 16 bits le, 32 bits be")
-                << false << QByteArray("059cfffffffff6") << false << false << QString() << 0
-                << QStringList{"123=100", "124=0", "125=10"};
-        QTest::newRow("wrong size") << false << QByteArray("0101") << false << true << QString() << 1
-                                    << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Invalid size of "
-                                                   "packet [01][0101]. Expect [5], real [2]");
-        QTest::newRow("unknown type") << false << QByteArray("09") << true << false << QString() << 1
-                                      << QStringList("WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet "
-                                                     "type [09]");
+        row("twos: 8 and 16 bits", true, "02fffffe", false, true, "", {"112=65535", "113=65534"});
+        row("twos: 16 bits le, 32 bits be", true, "059cfffffffff6", false, false, "",
+            {"123=65436", "124=65535", "125=65526"});
+        row("twos: 64 bits", true, "0378563412fffffffffffffffe", false, true, "",
+            {"114=4660", "115=22136", "116=65535", "119=65534"});
+        row("twos: scaled below zero", true, "040019", false, true, "0.1/-10", {"120=65528"});
+        row("decimals kept", false, "040019", false, true, "0.1/5/1", {"120=75"});
+        row("twos: decimals below zero", true, "040019", false, true, "0.1/-10/2", {"120=64786"});
+        row("twos: server data", true, "0101020304", true, true, "", {"102=65449", "105=7"});
+        row("sign text: 16 bits le, 32 bits be", false, "059cfffffffff6", false, false, "",
+            {"123=100", "124=0", "125=10"});
+        row("wrong size", false, "0101", false, true, "", {"WARNING: [CAllDeviceHandler::processDataSlot] Invalid "
+                                                          "size of packet [01][0101]. Expect [5], real [2]"}, 1);
+        row("unknown type", false, "09", true, false, "",
+            {"WARNING: [CAllDeviceHandler::processDataSlot] Uncknown packet type [09]"}, 1);
     }
 
     void sameWordsAsTheProgram()
@@ -249,38 +237,28 @@ private slots:
 
     void refusesBadInput_data()
     {
-        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("arguments");  // after "decode"
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("error");
+        QTest::addColumn<QString>("error");          // after "quillbar-tool decode: "
+        const auto row = [](const char *name, const QStringList &arguments, int exitCode, const QString &error) {
+            QTest::newRow(name) << arguments << exitCode << error;
+        };
 
-        QTest::newRow("bad hex") << QStringList{"decode", kTemplateFile, "01zz"} << 2
-                                 << R"(quillbar-tool decode: bad hex "01zz": whole bytes of hexadecimal digits)";
-        QTest::newRow("odd digits") << QStringList{"decode", kTemplateFile, "010"} << 2
-                                    << R"(quillbar-tool decode: bad hex "010": whole bytes of hexadecimal digits)";
-        QTest::newRow("missing template") << QStringList{"decode", "absent.json", "01"} << 1
-                                          << R"(quillbar-tool decode: no file "absent.json")";
-        QTest::newRow("not JSON") << QStringList{"decode", "rx.txt", "01"} << 1
-                                  << R"(quillbar-tool decode: "rx.txt" is not a usable device template)";
-        QTest::newRow("not a template") << QStringList{"decode", kRxFile, "01"} << 1
-                                        << R"(quillbar-tool decode: "rx.json" is not a usable device template)";
-        QTest::newRow("rx not an uplink") << QStringList{"decode", kTemplateFile, "01", "--rx", kTemplateFile} << 1
-                                          << QStringLiteral(R"(quillbar-tool decode: "%1" is not an uplink rx )"
-                                                            "message").arg(kTemplateFile);
-        QTest::newRow("unknown device") << QStringList{"decode", kTemplateFile, "01", "--device", "FFFF"} << 1
-                                        << "quillbar-tool decode: device FFFF is not stored in the register file";
-        QTest::newRow("device of another kind")
-                << QStringList{"decode", QStringLiteral(SAMPLE_TEMPLATES_DIR "/PulseCounter_PC2.json"), "01",
-                               "--device", "00000000DEC00001"}
-                << 1
-                << "quillbar-tool decode: device 00000000DEC00001 is of application EUI F1A7C0DE0000DEC0, the "
-                   "template of F1A7C0DE00000202";
-        QTest::newRow("no payload") << QStringList{"decode", kTemplateFile} << 2
-                                    << "quillbar-tool decode: needs TEMPLATE.json and PAYLOAD_HEX";
-        QTest::newRow("start past 16 bits") << QStringList{"decode", kTemplateFile, "01", "--start", "65536"} << 2
-                                            << R"(quillbar-tool decode: bad start address "65536")";
-        QTest::newRow("unknown option") << QStringList{"decode", "--colour"} << 2
-                                        << "quillbar-tool decode: Unknown option 'colour'; see quillbar-tool "
-                                           "decode --help";
+        row("bad hex", {kTemplateFile, "01zz"}, 2, R"(bad hex "01zz": whole bytes of hexadecimal digits)");
+        row("odd digits", {kTemplateFile, "010"}, 2, R"(bad hex "010": whole bytes of hexadecimal digits)");
+        row("missing template", {"absent.json", "01"}, 1, R"(no file "absent.json")");
+        row("not JSON", {"rx.txt", "01"}, 1, R"("rx.txt" is not a usable device template)");
+        row("not a template", {kRxFile, "01"}, 1, R"("rx.json" is not a usable device template)");
+        row("rx not an uplink", {kTemplateFile, "01", "--rx", kTemplateFile}, 1,
+            QStringLiteral(R"("%1" is not an uplink rx message)").arg(kTemplateFile));
+        row("unknown device", {kTemplateFile, "01", "--device", "FFFF"}, 1,
+            "device FFFF is not stored in the register file");
+        row("device of another kind",
+            {QStringLiteral(SAMPLE_TEMPLATES_DIR "/PulseCounter_PC2.json"), "01", "--device", "00000000DEC00001"}, 1,
+            "device 00000000DEC00001 is of application EUI F1A7C0DE0000DEC0, the template of F1A7C0DE00000202");
+        row("no payload", {kTemplateFile}, 2, "needs TEMPLATE.json and PAYLOAD_HEX");
+        row("start past 16 bits", {kTemplateFile, "01", "--start", "65536"}, 2, R"(bad start address "65536")");
+        row("unknown option", {"--colour"}, 2, "Unknown option 'colour'; see quillbar-tool decode --help");
     }
 
     void refusesBadInput()
@@ -290,9 +268,9 @@ private slots:
         QFETCH(QString, error);
 
         writeFile(QStringLiteral("rx.txt"), "rx: not JSON");
-        const SToolRun run = runTool(arguments);
+        const SToolRun run = runTool(QStringList(QStringLiteral("decode")) + arguments);
         QCOMPARE(run.exitCode, exitCode);
-        QCOMPARE(run.err, QStringList(error));
+        QCOMPARE(run.err, QStringList(QStringLiteral("quillbar-tool decode: ") + error));
     }
 };
 

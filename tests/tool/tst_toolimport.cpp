@@ -48,6 +48,18 @@ QList<QVariantList> rowsOf(const QString &file, const QString &table)
     return rows;
 }
 
+// Imports devices.csv of the working directory, with registers.csv when there are register rows.
+SToolRun importFiles(const QByteArray &devices, const QByteArray &registers)
+{
+    writeFile(QStringLiteral("devices.csv"), devices);
+    QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
+    if (!registers.isEmpty()) {
+        writeFile(QStringLiteral("registers.csv"), registers);
+        arguments += {QStringLiteral("--registers"), QStringLiteral("registers.csv")};
+    }
+    return runTool(arguments);
+}
+
 } // namespace
 
 // quillbar-tool import, export and remove on real register files; this process
@@ -76,71 +88,51 @@ private slots:
         QTest::addColumn<QByteArray>("registers");
         QTest::addColumn<QString>("refusal");
 
-        const QByteArray none;
-        QTest::newRow("no template") << QByteArray("70B3D5000000C011,F1A7C0DE0000FFFF,X,1502,5000,modbus\r\n")
-                                     << none << "devices.csv:3: no template for application EUI";
-        QTest::newRow("not in TCP.json") << QByteArray("70B3D5000000C011,F1A7C0DE00000101,X,1700,,tcp\r\n") << none
-                                         << "devices.csv:3: no entry in TCP.json";
-        QTest::newRow("short DevEUI") << QByteArray("70B3D5000000C01,F1A7C0DE00000202,X,1502,5000,\r\n") << none
-                                      << "devices.csv:3: DevEUI \"70B3D5000000C01\" is not 16 hexadecimal digits";
-        QTest::newRow("stored DevEUI, other case")
-                << QByteArray("70b3d5000000c001,F1A7C0DE00000202,X,1502,5000,\r\n") << none
-                << "devices.csv:3: DevEUI 70B3D5000000C001 is already stored";
-        QTest::newRow("repeated DevEUI, other case")
-                << QByteArray("70b3d5000000c010,F1A7C0DE00000202,X,1502,5000,\r\n") << none
-                << "devices.csv:3: DevEUI 70B3D5000000C010 repeats line 2";
-        QTest::newRow("port zero") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,0,5000,\r\n") << none
-                                   << "devices.csv:3: port 0 is outside 1 to 65535";
-        QTest::newRow("port too high") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,65536,5000,\r\n") << none
-                                       << "devices.csv:3: port 65536 is outside 1 to 65535";
-        QTest::newRow("port not a number") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,p1,5000,\r\n")
-                                           << none << "devices.csv:3: port \"p1\" is not a number";
-        QTest::newRow("ModBus on a TCP port") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1600,5000,\r\n")
-                                              << none << "devices.csv:3: port 1600 is held by a TCP device";
-        QTest::newRow("TCP on a ModBus port") << QByteArray("70B3D5000000D011,F1A7C0DE00000303,X,1502,,tcp\r\n")
-                                              << none << "devices.csv:3: port 1502 is held by a ModBus device";
-        QTest::newRow("the status port") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1800,5000,\r\n")
-                                         << none << "devices.csv:3: port 1800 is the port of the status registers";
-        QTest::newRow("overlaps a stored device")
-                << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,1020,\r\n") << none
-                << "devices.csv:3: address 1020 on port 1502 is taken by device 70B3D5000000C001";
-        QTest::newRow("overlaps an imported device")
-                << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,3039,\r\n") << none
-                << "devices.csv:3: address 3039 on port 1502 is taken by device 70B3D5000000C010";
-        QTest::newRow("no start address") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,,modbus\r\n")
-                                          << none << "devices.csv:3: a ModBus device needs a start address";
-        QTest::newRow("registers past 65535")
-                << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,65500,\r\n") << none
-                << "devices.csv:3: its registers end at 65539, past 65535";
-        QTest::newRow("start not a number") << QByteArray("70B3D5000000C011,F1A7C0DE00000202,X,1502,0x10,\r\n")
-                                            << none << "devices.csv:3: start address \"0x10\" is not a number";
-        QTest::newRow("scaling of an unknown device")
-                << QByteArray() << QByteArray("70B3D5000000C099,3020,2,0,l\r\n")
-                << "registers.csv:2: no ModBus device 70B3D5000000C099 in this import";
-        QTest::newRow("scaling of an unknown address")
-                << QByteArray() << QByteArray("70B3D5000000C010,3021,2,0,l\r\n")
-                << "registers.csv:2: device 70B3D5000000C010 has no register at address 3021";
-        QTest::newRow("multiplier not a number")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,two,0,l\r\n")
-                << "registers.csv:2: multiplier \"two\" is not a number";
-        QTest::newRow("offset not a number")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,x,l\r\n")
-                << "registers.csv:2: offset \"x\" is not a number";
-        QTest::newRow("multiplier NaN")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,nan,0,l\r\n")
-                << "registers.csv:2: multiplier \"nan\" is not a finite number";
-        QTest::newRow("multiplier negative infinity")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,-inf,0,l\r\n")
-                << "registers.csv:2: multiplier \"-inf\" is not a finite number";
-        QTest::newRow("offset infinity")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,inf,l\r\n")
-                << "registers.csv:2: offset \"inf\" is not a finite number";
-        QTest::newRow("offset past a double")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,1e999,l\r\n")
-                << "registers.csv:2: offset \"1e999\" is not a finite number";
-        QTest::newRow("a field too many")
-                << QByteArray() << QByteArray("70B3D5000000C010,3020,2,1,5,l\r\n")
-                << "registers.csv:2: 6 fields, 5 expected";
+        const auto device = [](const char *name, const QByteArray &row, const QString &refusal) {
+            QTest::newRow(name) << row + "\r\n" << QByteArray() << "devices.csv:3: " + refusal;
+        };
+        // A new ModBus device of the pulse template, from its port on.
+        const auto pulse = [&device](const char *name, const QByteArray &portOn, const QString &refusal) {
+            device(name, "70B3D5000000C011,F1A7C0DE00000202,X," + portOn, refusal);
+        };
+        const auto scaling = [](const char *name, const QByteArray &row, const QString &refusal) {
+            QTest::newRow(name) << QByteArray() << kRegistersHeader + row + "\r\n" << "registers.csv:2: " + refusal;
+        };
+        device("no template", "70B3D5000000C011,F1A7C0DE0000FFFF,X,1502,5000,modbus",
+               "no template for application EUI");
+        device("not in TCP.json", "70B3D5000000C011,F1A7C0DE00000101,X,1700,,tcp", "no entry in TCP.json");
+        device("short DevEUI", "70B3D5000000C01,F1A7C0DE00000202,X,1502,5000,",
+               "DevEUI \"70B3D5000000C01\" is not 16 hexadecimal digits");
+        device("stored DevEUI, other case", "70b3d5000000c001,F1A7C0DE00000202,X,1502,5000,",
+               "DevEUI 70B3D5000000C001 is already stored");
+        device("repeated DevEUI, other case", "70b3d5000000c010,F1A7C0DE00000202,X,1502,5000,",
+               "DevEUI 70B3D5000000C010 repeats line 2");
+        pulse("port zero", "0,5000,", "port 0 is outside 1 to 65535");
+        pulse("port too high", "65536,5000,", "port 65536 is outside 1 to 65535");
+        pulse("port not a number", "p1,5000,", "port \"p1\" is not a number");
+        pulse("ModBus on a TCP port", "1600,5000,", "port 1600 is held by a TCP device");
+        device("TCP on a ModBus port", "70B3D5000000D011,F1A7C0DE00000303,X,1502,,tcp",
+               "port 1502 is held by a ModBus device");
+        pulse("the status port", "1800,5000,", "port 1800 is the port of the status registers");
+        pulse("overlaps a stored device", "1502,1020,",
+              "address 1020 on port 1502 is taken by device 70B3D5000000C001");
+        pulse("overlaps an imported device", "1502,3039,",
+              "address 3039 on port 1502 is taken by device 70B3D5000000C010");
+        pulse("no start address", "1502,,modbus", "a ModBus device needs a start address");
+        pulse("registers past 65535", "1502,65500,", "its registers end at 65539, past 65535");
+        pulse("start not a number", "1502,0x10,", "start address \"0x10\" is not a number");
+        scaling("scaling of an unknown device", "70B3D5000000C099,3020,2,0,l",
+                "no ModBus device 70B3D5000000C099 in this import");
+        scaling("scaling of an unknown address", "70B3D5000000C010,3021,2,0,l",
+                "device 70B3D5000000C010 has no register at address 3021");
+        scaling("multiplier not a number", "70B3D5000000C010,3020,two,0,l", "multiplier \"two\" is not a number");
+        scaling("offset not a number", "70B3D5000000C010,3020,2,x,l", "offset \"x\" is not a number");
+        scaling("multiplier NaN", "70B3D5000000C010,3020,nan,0,l", "multiplier \"nan\" is not a finite number");
+        scaling("multiplier negative infinity", "70B3D5000000C010,3020,-inf,0,l",
+                "multiplier \"-inf\" is not a finite number");
+        scaling("offset infinity", "70B3D5000000C010,3020,2,inf,l", "offset \"inf\" is not a finite number");
+        scaling("offset past a double", "70B3D5000000C010,3020,2,1e999,l", "offset \"1e999\" is not a finite number");
+        scaling("a field too many", "70B3D5000000C010,3020,2,1,5,l", "6 fields, 5 expected");
     }
 
     // Each refused row is named with its line; the file and the log stay as they were.
@@ -150,19 +142,13 @@ private slots:
         QFETCH(QByteArray, registers);
         QFETCH(QString, refusal);
         TestWorkDir folder;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         QVERIFY(importSeed(kSeed));
-        QCOMPARE(runTool({QStringLiteral("status"), QStringLiteral("--port"), QStringLiteral("1800")}).exitCode, 0);
+        QCOMPARE(runTool({"status", "--port", "1800"}).exitCode, 0);
         const QByteArray storeBefore = fileHash(FileName::database);
         const QByteArray logBefore = fileHash(QStringLiteral("history.log"));
 
-        writeFile(QStringLiteral("devices.csv"), kDevicesHeader + kGoodRow + devices);
-        QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
-        if (!registers.isEmpty()) {
-            writeFile(QStringLiteral("registers.csv"), kRegistersHeader + registers);
-            arguments += {QStringLiteral("--registers"), QStringLiteral("registers.csv")};
-        }
-        const SToolRun run = runTool(arguments);
+        const SToolRun run = importFiles(kDevicesHeader + kGoodRow + devices, registers);
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.first().startsWith(refusal), qPrintable(run.err.join(QLatin1Char('\n'))));
         QCOMPARE(run.err.size(), 2);
@@ -187,18 +173,13 @@ private slots:
         QFETCH(QByteArray, registers);
         QFETCH(QString, error);
         TestWorkDir folder;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
-        writeFile(QStringLiteral("devices.csv"), devices);
-        writeFile(QStringLiteral("registers.csv"), registers);
-        QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
-        if (!registers.isEmpty())
-            arguments += {QStringLiteral("--registers"), QStringLiteral("registers.csv")};
-        const SToolRun run = runTool(arguments);
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
+        const SToolRun run = importFiles(devices, registers);
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err.size(), 1);
         QVERIFY2(run.err.first().contains(error), qPrintable(run.err.first()));
         QVERIFY(!QFile::exists(FileName::database));
-        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("missing.csv")}).exitCode, 1);
+        QCOMPARE(runTool({"import", "missing.csv"}).exitCode, 1);
     }
 
     // kind, max_age and decimals may be left out, or come in any order after the required columns.
@@ -209,50 +190,45 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("expected");  // in the exports, or in the error of a refusal
 
+        const auto row = [](const char *name, const QByteArray &devices, const QByteArray &registers, int exitCode,
+                            const QString &expected) {
+            QTest::newRow(name) << devices << registers << exitCode << expected;
+        };
         const QByteArray noKind = "dev_eui,app_eui,name,port,start_addr\r\n"
                                   "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000\r\n";
-        QTest::newRow("no kind") << noKind << QByteArray() << 0
-                                 << "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus\r\n";
-        QTest::newRow("max_age before kind")
-                << QByteArray("dev_eui,app_eui,name,port,start_addr,max_age,kind\r\n"
-                              "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,900,modbus\r\n")
-                << QByteArray() << 0 << "dev_eui,app_eui,name,port,start_addr,kind,max_age\r\n"
-                                        "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,900\r\n";
-        QTest::newRow("decimals") << noKind
-                                  << QByteArray("dev_eui,address,multiplier,offset,unit,decimals\r\n"
-                                                "70B3D5000000C011,3020,0.1,0,m3,2\r\n")
-                                  << 0 << "dev_eui,address,multiplier,offset,unit,decimals\r\n"
-                                          "70B3D5000000C011,3020,0.1,0,m3,2\r\n";
-        QTest::newRow("unknown column") << QByteArray("dev_eui,app_eui,name,port,start_addr,colour\r\n")
-                                        << QByteArray() << 1 << "then any of kind,max_age";
-        QTest::newRow("repeated column") << QByteArray("dev_eui,app_eui,name,port,start_addr,kind,kind\r\n")
-                                         << QByteArray() << 1 << "is not a devices file";
-        QTest::newRow("max_age past a week")
-                << QByteArray("dev_eui,app_eui,name,port,start_addr,max_age\r\n"
-                              "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,604801\r\n")
-                << QByteArray() << 1 << "devices.csv:2: max_age 604801 is outside 0 to 604800";
-        QTest::newRow("decimals past 4") << noKind
-                                         << QByteArray("dev_eui,address,multiplier,offset,unit,decimals\r\n"
-                                                       "70B3D5000000C011,3020,1,0,,5\r\n")
-                                         << 1 << "registers.csv:2: decimals 5 is outside 0 to 4";
+        const QByteArray decimalsHeader = "dev_eui,address,multiplier,offset,unit,decimals\r\n";
+        row("no kind", noKind, "", 0, "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus\r\n");
+        row("max_age before kind",
+            "dev_eui,app_eui,name,port,start_addr,max_age,kind\r\n"
+            "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,900,modbus\r\n",
+            "", 0,
+            "dev_eui,app_eui,name,port,start_addr,kind,max_age\r\n"
+            "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,900\r\n");
+        row("decimals", noKind, decimalsHeader + "70B3D5000000C011,3020,0.1,0,m3,2\r\n", 0,
+            decimalsHeader + "70B3D5000000C011,3020,0.1,0,m3,2\r\n");
+        row("unknown column", "dev_eui,app_eui,name,port,start_addr,colour\r\n", "", 1, "then any of kind,max_age");
+        row("repeated column", "dev_eui,app_eui,name,port,start_addr,kind,kind\r\n", "", 1, "is not a devices file");
+        row("max_age past a week",
+            "dev_eui,app_eui,name,port,start_addr,max_age\r\n"
+            "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,604801\r\n",
+            "", 1, "devices.csv:2: max_age 604801 is outside 0 to 604800");
+        row("decimals past 4", noKind, decimalsHeader + "70B3D5000000C011,3020,1,0,,5\r\n", 1,
+            "registers.csv:2: decimals 5 is outside 0 to 4");
         const QByteArray writable = "dev_eui,app_eui,name,port,start_addr,writable\r\n"
                                     "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,yes\r\n"
                                     "70B3D5000000C012,F1A7C0DE00000202,Gas,1502,4000,\r\n"
                                     "70B3D5000000C013,F1A7C0DE00000202,Heat,1503,3000,no\r\n";
-        QTest::newRow("writable, a setting of the port")
-                << writable << QByteArray() << 0
-                << "dev_eui,app_eui,name,port,start_addr,kind,writable\r\n"
-                   "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,yes\r\n"
-                   "70B3D5000000C012,F1A7C0DE00000202,Gas,1502,4000,modbus,yes\r\n"
-                   "70B3D5000000C013,F1A7C0DE00000202,Heat,1503,3000,modbus,no\r\n";
-        QTest::newRow("writable rows of a port that disagree")
-                << QByteArray(writable).replace("1503,3000,no", "1502,5000,no") << QByteArray() << 1
-                << "devices.csv:4: writable differs from an earlier row of port 1502";
-        QTest::newRow("writable neither yes nor no")
-                << QByteArray(writable).replace(",yes\r\n", ",maybe\r\n") << QByteArray() << 1
-                << "devices.csv:2: writable \"maybe\" is neither yes nor no";
-        QTest::newRow("a field short of its header") << QByteArray(noKind).replace(",3000\r\n", "\r\n")
-                                                     << QByteArray() << 1 << "devices.csv:2: 4 fields, 5 expected";
+        row("writable, a setting of the port", writable, "", 0,
+            "dev_eui,app_eui,name,port,start_addr,kind,writable\r\n"
+            "70B3D5000000C011,F1A7C0DE00000202,Water,1502,3000,modbus,yes\r\n"
+            "70B3D5000000C012,F1A7C0DE00000202,Gas,1502,4000,modbus,yes\r\n"
+            "70B3D5000000C013,F1A7C0DE00000202,Heat,1503,3000,modbus,no\r\n");
+        row("writable rows of a port that disagree", QByteArray(writable).replace("1503,3000,no", "1502,5000,no"), "",
+            1, "devices.csv:4: writable differs from an earlier row of port 1502");
+        row("writable neither yes nor no", QByteArray(writable).replace(",yes\r\n", ",maybe\r\n"), "", 1,
+            "devices.csv:2: writable \"maybe\" is neither yes nor no");
+        row("a field short of its header", QByteArray(noKind).replace(",3000\r\n", "\r\n"), "", 1,
+            "devices.csv:2: 4 fields, 5 expected");
     }
 
     void optionalColumns()
@@ -262,14 +238,8 @@ private slots:
         QFETCH(int, exitCode);
         QFETCH(QString, expected);
         TestWorkDir folder;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
-        writeFile(QStringLiteral("devices.csv"), devices);
-        QStringList arguments = {QStringLiteral("import"), QStringLiteral("devices.csv")};
-        if (!registers.isEmpty()) {
-            writeFile(QStringLiteral("registers.csv"), registers);
-            arguments += {QStringLiteral("--registers"), QStringLiteral("registers.csv")};
-        }
-        const SToolRun run = runTool(arguments);
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
+        const SToolRun run = importFiles(devices, registers);
         QCOMPARE(run.exitCode, exitCode);
         if (exitCode != 0) {
             QVERIFY2(run.err.join('\n').contains(expected), qPrintable(run.err.join('\n')));
@@ -283,10 +253,9 @@ private slots:
     void dryRunWritesNothing()
     {
         TestWorkDir folder;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         writeFile(QStringLiteral("devices.csv"), kSeed);
-        const SToolRun run = runTool({QStringLiteral("import"), QStringLiteral("devices.csv"),
-                                      QStringLiteral("--dry-run")});
+        const SToolRun run = runTool({"import", "devices.csv", "--dry-run"});
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.outLines().size(), 3);
         QVERIFY(!QFile::exists(FileName::database));
@@ -300,7 +269,7 @@ private slots:
         QVERIFY(ProgramCore::storeDevice(QStringLiteral("70B3D5000000D001"), kSerial, QStringLiteral("Line 1"), 0,
                                          1600, ProtocolOption::TCP));
         TestWorkDir other;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(other.path())));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         QVERIFY(importSeed(kSeed));
 
         const QString mine = m_workDir.filePath(FileName::database);
@@ -315,38 +284,36 @@ private slots:
     void exportThenImportGivesTheSameSite()
     {
         TestWorkDir first;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(first.path())));
-        writeFile(QStringLiteral("devices.csv"),
-                  "\xef\xbb\xbf" + kSeed + "70B3D5000000C002,f1a7c0de00000202,\"Water, \"\"north\"\"\",1502,2000,\r\n");
-        writeFile(QStringLiteral("registers.csv"),
-                  kRegistersHeader + "70B3D5000000C001,1010,0.1,-40,°C\r\n70b3d5000000c002,2020,1,0,l\r\n"
-                                     "70B3D5000000C002,2022,2.5,0,\r\n");
-        QCOMPARE(runTool({"import", "devices.csv", "--registers", "registers.csv"}).exitCode, 0);
-        const SToolRun devices = runTool({QStringLiteral("export")});
-        const SToolRun registers = runTool({QStringLiteral("export"), QStringLiteral("--registers")});
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
+        const QByteArray devicesFile = "\xef\xbb\xbf" + kSeed
+                + "70B3D5000000C002,f1a7c0de00000202,\"Water, \"\"north\"\"\",1502,2000,\r\n";
+        const QByteArray registersFile = kRegistersHeader + "70B3D5000000C001,1010,0.1,-40,°C\r\n"
+                                                            "70b3d5000000c002,2020,1,0,l\r\n"
+                                                            "70B3D5000000C002,2022,2.5,0,\r\n";
+        QCOMPARE(importFiles(devicesFile, registersFile).exitCode, 0);
+        const SToolRun devices = runTool({"export"});
+        const SToolRun registers = runTool({"export", "--registers"});
         QCOMPARE(devices.exitCode, 0);
         QCOMPARE(registers.outLines().size(), 4);
-        const SToolRun map = runTool({QStringLiteral("map")});
+        const SToolRun map = runTool({"map"});
         QVERIFY(map.out.contains(QStringLiteral(",0.1,-40,ModBus")));
 
         TestWorkDir second;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(second.path())));
-        writeFile(QStringLiteral("devices.csv"), devices.out.toUtf8());
-        writeFile(QStringLiteral("registers.csv"), registers.out.toUtf8());
-        QCOMPARE(runTool({"import", "devices.csv", "--registers", "registers.csv"}).exitCode, 0);
-        QCOMPARE(runTool({QStringLiteral("map")}).out, map.out);
-        QCOMPARE(runTool({QStringLiteral("export")}).out, devices.out);
-        QCOMPARE(runTool({QStringLiteral("export"), QStringLiteral("--registers")}).out, registers.out);
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
+        QCOMPARE(importFiles(devices.out.toUtf8(), registers.out.toUtf8()).exitCode, 0);
+        QCOMPARE(runTool({"map"}).out, map.out);
+        QCOMPARE(runTool({"export"}).out, devices.out);
+        QCOMPARE(runTool({"export", "--registers"}).out, registers.out);
     }
 
     void removeDeletesOneDevice()
     {
         TestWorkDir folder;
-        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR), QDir(folder.path())));
+        QVERIFY(copyTemplates(QStringLiteral(SAMPLE_TEMPLATES_DIR)));
         QVERIFY(importSeed(kSeed));
-        QCOMPARE(runTool({QStringLiteral("remove"), QStringLiteral("70b3d5000000c001")}).exitCode, 0);
-        QCOMPARE(runTool({QStringLiteral("remove"), QStringLiteral("70B3D5000000C001")}).exitCode, 1);
-        QCOMPARE(runTool({QStringLiteral("export")}).outLines(),
+        QCOMPARE(runTool({"remove", "70b3d5000000c001"}).exitCode, 0);
+        QCOMPARE(runTool({"remove", "70B3D5000000C001"}).exitCode, 1);
+        QCOMPARE(runTool({"export"}).outLines(),
                  QStringList({"dev_eui,app_eui,name,port,start_addr,kind\r",
                               "70B3D5000000D001,F1A7C0DE00000303,Line 1,1600,,tcp\r"}));
         QVERIFY(rowsOf(FileName::database, DbName::registerTable).isEmpty());
@@ -359,12 +326,7 @@ private slots:
         QByteArray many = kDevicesHeader;
         for (int i = 0; i < kManyDevices; ++i)
             many += QStringLiteral("70B3D50000%1,%2,Meter %3,1700,%4,\r\n")
-                            .arg(i + 1, 6, 16, QLatin1Char('0'))
-                            .arg(kClimate)
-                            .arg(i)
-                            .arg(i * 100)
-                            .toUpper()
-                            .toUtf8();
+                            .arg(i + 1, 6, 16, QLatin1Char('0')).arg(kClimate).arg(i).arg(i * 100).toUpper().toUtf8();
         writeFile(QStringLiteral("many.csv"), many);
 
         const QString meter = QStringLiteral("70B3D5000000E001");
@@ -431,8 +393,9 @@ private slots:
         history.seek(history.size());
 
         // The climate template's alarm packet shares registers: the store warns of each, but not here.
-        writeFile(QStringLiteral("quiet.csv"), kDevicesHeader + "70B3D5000000F002,F1A7C0DE00000101,Other,1900,2000,\r\n");
-        QCOMPARE(runTool({QStringLiteral("import"), QStringLiteral("quiet.csv")}).exitCode, 0);
+        writeFile(QStringLiteral("quiet.csv"),
+                  kDevicesHeader + "70B3D5000000F002,F1A7C0DE00000101,Other,1900,2000,\r\n");
+        QCOMPARE(runTool({"import", "quiet.csv"}).exitCode, 0);
         QCOMPARE(runTool({QStringLiteral("remove"), kept}).exitCode, 0);
         QStringList added = QString::fromUtf8(history.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         for (QString &line : added)
@@ -448,9 +411,10 @@ private slots:
         CAllDeviceHandler::getInstance()->newPacketReceivedSlot(uplink);
         ProgramCore::settleStore();
         const QStringList lines = log.takeLines();
-        QCOMPARE(lines.filter(QRegularExpression(QStringLiteral("WARNING|ERROR"))), QStringList("WARNING: [CDataBaseHandler] Device [70B3D5000000F001] is no longer "
-                                                 "in the register file: another program removed it. Its uplinks "
-                                                 "are not stored; restart the program to stop publishing it."));
+        QCOMPARE(lines.filter(QRegularExpression(QStringLiteral("WARNING|ERROR"))),
+                 QStringList("WARNING: [CDataBaseHandler] Device [70B3D5000000F001] is no longer in the register file: "
+                             "another program removed it. Its uplinks are not stored; restart the program to stop "
+                             "publishing it."));
         QVERIFY2(lines.filter(QStringLiteral("SELECT")).isEmpty(), qPrintable(lines.join(QLatin1Char('\n'))));
     }
 };

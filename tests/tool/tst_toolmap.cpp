@@ -18,14 +18,15 @@ constexpr int kConcurrentRuns = 3;
 constexpr qint64 kWriteLimitMs = 20000;
 
 // RFC 4180: fields split by commas, records by CRLF, quoted fields with doubled quotes.
-QList<QStringList> parseCsv(const QString &text, bool *wellFormed)
+// No records at all unless the whole text is well-formed, so a comparison catches a stray quote or LF.
+QList<QStringList> parseCsv(const QString &text)
 {
     QList<QStringList> records;
     QStringList record;
     QString field;
     bool quoted = false;
     bool afterQuote = false;
-    *wellFormed = text.endsWith(QStringLiteral("\r\n"));
+    bool wellFormed = text.endsWith(QStringLiteral("\r\n"));
     for (int i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
         if (quoted) {
@@ -51,15 +52,13 @@ QList<QStringList> parseCsv(const QString &text, bool *wellFormed)
             field.clear();
             afterQuote = false;
             ++i;
-        } else if (c == QLatin1Char('\n') || c == QLatin1Char('"') || afterQuote) {
-            *wellFormed = false;
-            field += c;
         } else {
+            if (c == QLatin1Char('\n') || c == QLatin1Char('"') || afterQuote)
+                wellFormed = false;
             field += c;
         }
     }
-    *wellFormed = *wellFormed && !quoted;
-    return records;
+    return wellFormed && !quoted ? records : QList<QStringList>();
 }
 
 DB::SDeviceRegDescription reg(const QString &name, quint32 regAddr, quint32 bitSize, const QString &dataType)
@@ -70,19 +69,6 @@ DB::SDeviceRegDescription reg(const QString &name, quint32 regAddr, quint32 bitS
     description.regAddr = regAddr;
     description.bitSize = bitSize;
     description.dataType = dataType;
-    return description;
-}
-
-DB::SDeviceRegMapDescription device(const QString &name, const QString &devEui, const QString &appEui,
-                                    quint32 port, quint32 startAddr, const QList<DB::SDeviceRegDescription> &regs)
-{
-    DB::SDeviceRegMapDescription description;
-    description.name = name;
-    description.devEui = devEui;
-    description.appEui = appEui;
-    description.port = port;
-    description.startAddr = startAddr;
-    description.regs = regs;
     return description;
 }
 
@@ -106,34 +92,34 @@ const QByteArray kSiteDevices = "dev_eui,app_eui,name,port,start_addr,kind\r\n"
                                 "70B3D5000000D001,F1A7C0DE00000303,Line 1,6000,,tcp\r\n";
 const QString kSite = QStringLiteral("site");
 
-QStringList statusRow(const QString &address, const QString &width, const QString &name, const QString &devEui,
-                      const QString &registerName)
+QStringList statusRow(const QString &address, const QString &width, const QString &registerName,
+                      const QString &name = QString(), const QString &devEui = QString())
 {
     return {"5030", address, width, name, devEui, "", "", registerName, "", "uinteger", "1", "0", "status"};
 }
 
 const QList<QStringList> kStatusRows = {
-    statusRow("0", "1", "", "", "layout version"),
-    statusRow("1", "1", "", "", "session state"),
-    statusRow("2", "2", "", "", "seconds since last uplink"),
-    statusRow("4", "2", "", "", "seconds since start"),
-    statusRow("6", "2", "", "", "uplinks received"),
-    statusRow("8", "2", "", "", "uplinks stored"),
-    statusRow("10", "2", "", "", "ModBus requests answered"),
-    statusRow("12", "1", "", "", "ModBus devices published"),
-    statusRow("13", "1", "", "", "TCP devices published"),
-    statusRow("14", "1", "", "", "listeners that could not open their port"),
-    statusRow("15", "2", "", "", "server connections lost"),
-    statusRow("17", "1", "", "", "uplinks waiting for the register file"),
-    statusRow("18", "2", "", "", "uplinks that waited for the register file"),
-    statusRow("20", "2", "", "", "uplinks dropped while the register file was busy"),
-    statusRow("22", "2", "", "", "uplinks of unknown devices"),
-    statusRow("24", "2", "", "", "ModBus writes received"),
-    statusRow("26", "2", "", "", "downlinks sent for writes"),
-    statusRow("28", "2", "", "", "downlinks refused by the server"),
-    statusRow("30", "2", "", "", "downlinks expired unsent"),
-    statusRow("100", "2", "Zeta", "70B3D5000000C002", "seconds since last stored uplink"),
-    statusRow("102", "2", "Alpha", "70B3D5000000C001", "seconds since last stored uplink"),
+    statusRow("0", "1", "layout version"),
+    statusRow("1", "1", "session state"),
+    statusRow("2", "2", "seconds since last uplink"),
+    statusRow("4", "2", "seconds since start"),
+    statusRow("6", "2", "uplinks received"),
+    statusRow("8", "2", "uplinks stored"),
+    statusRow("10", "2", "ModBus requests answered"),
+    statusRow("12", "1", "ModBus devices published"),
+    statusRow("13", "1", "TCP devices published"),
+    statusRow("14", "1", "listeners that could not open their port"),
+    statusRow("15", "2", "server connections lost"),
+    statusRow("17", "1", "uplinks waiting for the register file"),
+    statusRow("18", "2", "uplinks that waited for the register file"),
+    statusRow("20", "2", "uplinks dropped while the register file was busy"),
+    statusRow("22", "2", "uplinks of unknown devices"),
+    statusRow("24", "2", "ModBus writes received"),
+    statusRow("26", "2", "downlinks sent for writes"),
+    statusRow("28", "2", "downlinks refused by the server"),
+    statusRow("30", "2", "downlinks expired unsent"),
+    statusRow("100", "2", "seconds since last stored uplink", "Zeta", "70B3D5000000C002"),
+    statusRow("102", "2", "seconds since last stored uplink", "Alpha", "70B3D5000000C001"),
 };
 
 } // namespace
@@ -151,14 +137,16 @@ private slots:
 
         CDataBaseHandler *store = CDataBaseHandler::getInstance();
         QVERIFY(store);
-        QVERIFY(store->registerNewDevice(
-                device("Boiler, \"north\"", "000000000000AA01", "F1A7C0DE00000101", 5020, 100,
-                       {reg("Temperature (0.1 °C)", 10, 16, "integer"), reg("Uptime (s)", 17, 32, "uinteger")}),
-                ProtocolOption::ModBus));
-        QVERIFY(store->registerNewDevice(device("Other\nline", "000000000000AA02", "F1A7C0DE000000FF", 5021, 0,
-                                                {reg("Serial", 7, 64, "uinteger")}),
+        // Devices in field order: devEui, appEui, name, startAddr, regs, port.
+        QVERIFY(store->registerNewDevice({"000000000000AA01", "F1A7C0DE00000101", "Boiler, \"north\"", 100,
+                                          {reg("Temperature (0.1 °C)", 10, 16, "integer"),
+                                           reg("Uptime (s)", 17, 32, "uinteger")},
+                                          5020},
                                          ProtocolOption::ModBus));
-        QVERIFY(store->registerNewDevice(device("Gateway", "000000000000BB01", "F1A7C0DE00000303", 6000, 0, {}),
+        QVERIFY(store->registerNewDevice(
+                {"000000000000AA02", "F1A7C0DE000000FF", "Other\nline", 0, {reg("Serial", 7, 64, "uinteger")}, 5021},
+                ProtocolOption::ModBus));
+        QVERIFY(store->registerNewDevice({"000000000000BB01", "F1A7C0DE00000303", "Gateway", 0, {}, 6000},
                                          ProtocolOption::TCP));
         QSqlQuery scaling(QSqlDatabase::database(DbName::connection));
         QVERIFY(scaling.exec(QStringLiteral("UPDATE dev_data SET grating_period = 0.1, start_value = 5, "
@@ -176,12 +164,10 @@ private slots:
     void csvOfEveryDevice()
     {
         const QByteArray before = fileHash(FileName::database);
-        const SToolRun run = runTool({QStringLiteral("map")});
+        const SToolRun run = runTool({"map"});
         QCOMPARE(run.err, QStringList());
         QCOMPARE(run.exitCode, 0);
-        bool wellFormed = false;
-        QCOMPARE(parseCsv(run.out, &wellFormed), kExpected);
-        QVERIFY(wellFormed);
+        QCOMPARE(parseCsv(run.out), kExpected);
         QCOMPARE(fileHash(FileName::database), before);
     }
 
@@ -214,25 +200,20 @@ private slots:
         const QString db = kSite + QLatin1Char('/') + FileName::database;
         const QString settingsFile = kSite + QStringLiteral("/settings.conf");
         QFile::remove(settingsFile);
-        const SToolRun plain = runTool({QStringLiteral("map"), db});
+        const SToolRun plain = runTool({"map", db});
         QCOMPARE(plain.exitCode, 0);
         QVERIFY(!plain.out.contains(QStringLiteral(",status\r\n")));
-        if (!settings.isNull()) {
-            QFile file(settingsFile);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(settings);
-        }
+        if (!settings.isNull())
+            writeFile(settingsFile, settings);
 
-        const SToolRun run = runTool({QStringLiteral("map"), db});
+        const SToolRun run = runTool({"map", db});
         QCOMPARE(run.exitCode, exitCode);
         QCOMPARE(run.err, error.isEmpty() ? QStringList() : QStringList(error));
         if (!listed) {
             QCOMPARE(run.out, plain.out);
             return;
         }
-        bool wellFormed = false;
-        QCOMPARE(parseCsv(run.out, &wellFormed), parseCsv(plain.out, &wellFormed) + kStatusRows);
-        QVERIFY(wellFormed);
+        QCOMPARE(parseCsv(run.out), parseCsv(plain.out) + kStatusRows);
     }
 
     // The outcome registers of a room controller are tags only while its port takes writes.
@@ -252,26 +233,20 @@ private slots:
             cells[2] = QLatin1String(width);
             return cells + QStringList{name, "", "uinteger", "1", "0", "downlink"};
         };
-        bool wellFormed = false;
-        const QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map"), db}).out, &wellFormed);
-        QVERIFY(wellFormed);
+        const QList<QStringList> rows = parseCsv(runTool({"map", db}).out);
         QCOMPARE(rows.mid(rows.size() - 4),
                  (QList<QStringList>{row("1020", "1", "Relay downlink status"),
                                      row("1021", "2", "Relay downlink status time (s since 1970)"),
                                      row("1023", "1", "Set-point downlink status"),
                                      row("1024", "2", "Set-point downlink status time (s since 1970)")}));
 
-        QCOMPARE(runTool({QStringLiteral("modbus"), QStringLiteral("--port"), QStringLiteral("5040"),
-                          QStringLiteral("--writes"), QStringLiteral("off"), QStringLiteral("--dir"), site})
-                         .exitCode,
-                 0);
-        QVERIFY(!runTool({QStringLiteral("map"), db}).out.contains(QStringLiteral("downlink")));
+        QCOMPARE(runTool({"modbus", "--port", "5040", "--writes", "off", "--dir", site}).exitCode, 0);
+        QVERIFY(!runTool({"map", db}).out.contains(QStringLiteral("downlink")));
     }
 
     void markdownTable()
     {
-        const SToolRun run = runTool({QStringLiteral("map"), FileName::database, QStringLiteral("--format"),
-                                      QStringLiteral("markdown")});
+        const SToolRun run = runTool({"map", FileName::database, "--format", "markdown"});
         QCOMPARE(run.exitCode, 0);
         const QStringList lines = run.outLines();
         QCOMPARE(lines.size(), kExpected.size() + 1);
@@ -286,10 +261,7 @@ private slots:
     {
         const QString file = m_workDir.filePath(FileName::database);
         TestWorkDir elsewhere;
-        bool wellFormed = false;
-        const QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map"), file}).out, &wellFormed);
-        QVERIFY(wellFormed);
-        QCOMPARE(rows.mid(0, kExpected.size()), kExpected);
+        QCOMPARE(parseCsv(runTool({"map", file}).out).mid(0, kExpected.size()), kExpected);
     }
 
     // A tag reads a negative value as two's complement only when its template stores it so.
@@ -302,10 +274,9 @@ private slots:
         QVERIFY(QDir().mkpath(QStringLiteral("twos")));
         writeFile(QStringLiteral("twos/climate.json"), QJsonDocument(object).toJson());
 
-        const SToolRun run = runTool({QStringLiteral("map"), QStringLiteral("--templates"), QStringLiteral("twos")});
+        const SToolRun run = runTool({"map", "--templates", "twos"});
         QCOMPARE(run.exitCode, 0);
-        bool wellFormed = false;
-        const QList<QStringList> rows = parseCsv(run.out, &wellFormed);
+        const QList<QStringList> rows = parseCsv(run.out);
         QVERIFY(rows.size() > 3);
         QCOMPARE(rows.at(1).at(9), QStringLiteral("integer (two's complement)"));
         QCOMPARE(rows.at(2).at(9), QStringLiteral("uinteger"));
@@ -324,18 +295,15 @@ private slots:
         update.regs.append({110, 5.0, 0.1, QStringLiteral("°C, x10"), 1});
         QVERIFY(CDataBaseHandler::getInstance()->updateRegInfo(update));
 
-        bool wellFormed = false;
-        QList<QStringList> rows = parseCsv(runTool({QStringLiteral("map")}).out, &wellFormed);
-        QVERIFY(wellFormed);
-        QCOMPARE(rows.first(), kExpected.first() + QStringList("decimals"));
-        QCOMPARE(rows.at(1), kExpected.at(1) + QStringList("1"));
-        QCOMPARE(rows.at(2), kExpected.at(2) + QStringList("0"));
-        QCOMPARE(rows.at(4), kExpected.at(4) + QStringList(""));
+        const QList<QStringList> rows = parseCsv(runTool({"map"}).out);
+        QCOMPARE(rows.value(0), kExpected.first() + QStringList("decimals"));
+        QCOMPARE(rows.value(1), kExpected.at(1) + QStringList("1"));
+        QCOMPARE(rows.value(2), kExpected.at(2) + QStringList("0"));
+        QCOMPARE(rows.value(4), kExpected.at(4) + QStringList(""));
 
         update.regs.first().decimals = 0;
         QVERIFY(CDataBaseHandler::getInstance()->updateRegInfo(update));
-        rows = parseCsv(runTool({QStringLiteral("map")}).out, &wellFormed);
-        QCOMPARE(rows.first(), kExpected.first());
+        QCOMPARE(parseCsv(runTool({"map"}).out).value(0), kExpected.first());
     }
 
     void refusesWhatIsNotARegisterFile_data()
@@ -365,12 +333,10 @@ private slots:
             QVERIFY(other.open());
             QVERIFY(QSqlQuery(other).exec(QStringLiteral("CREATE TABLE notes (line TEXT);")));
         } else if (!content.isNull()) {
-            QFile text(file);
-            QVERIFY(text.open(QIODevice::WriteOnly));
-            text.write(content);
+            writeFile(file, content);
         }
         const QByteArray before = fileHash(file);
-        const SToolRun run = runTool({QStringLiteral("map"), file});
+        const SToolRun run = runTool({"map", file});
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err.size(), 1);
         QVERIFY2(run.err.first().startsWith(error), qPrintable(run.err.first()));
@@ -387,7 +353,7 @@ private slots:
         int batches = 0;
         for (int i = 0; i < kConcurrentRuns; ++i) {
             QProcess process;
-            startTool(process, {QStringLiteral("map")});
+            startTool(process, {"map"});
             QElapsedTimer elapsed;
             elapsed.start();
             while (process.state() != QProcess::NotRunning && elapsed.elapsed() < kWriteLimitMs) {
@@ -404,9 +370,7 @@ private slots:
             const SToolRun run = finishTool(process);
             QCOMPARE(run.err, QStringList());
             QCOMPARE(run.exitCode, 0);
-            bool wellFormed = false;
-            QCOMPARE(parseCsv(run.out, &wellFormed), kExpected);
-            QVERIFY(wellFormed);
+            QCOMPARE(parseCsv(run.out), kExpected);
         }
         QVERIFY(batches > kConcurrentRuns);
     }

@@ -16,9 +16,7 @@ QVariant stored(const QString &key, const QString &file = QStringLiteral("settin
     return QSettings(file, QSettings::IniFormat).value(key);
 }
 
-const QStringList kLogin = {QStringLiteral("login"), QStringLiteral("--host"), QStringLiteral("10.1.2.3"),
-                            QStringLiteral("--port"), QStringLiteral("8002"), QStringLiteral("--user"),
-                            QStringLiteral("plant")};
+const QStringList kLogin = {"login", "--host", "10.1.2.3", "--port", "8002", "--user", "plant"};
 
 const QString kModBusEui = QStringLiteral("70B3D5000000C001");
 const QString kTcpEui = QStringLiteral("70B3D5000000D001");
@@ -65,52 +63,34 @@ private slots:
         QTest::addColumn<QStringList>("out");
         QTest::addColumn<QString>("error");
 
+        const auto row = [](const char *name, const QStringList &arguments, const QVariant &before, int exitCode,
+                            const QVariant &after, const QStringList &out, const QString &error = QString(),
+                            bool store = true) {
+            QTest::newRow(name) << arguments << store << before << exitCode << after << out << error;
+        };
         const QVariant none;
         const QVariant port5030(QStringLiteral("5030"));
-        QTest::newRow("set") << QStringList{"--port", "5030"} << true << none << 0 << port5030
-                             << QStringList{kOn.arg(5030), kRestart} << QString();
-        QTest::newRow("set over another") << QStringList{"--port", "65535"} << true << port5030 << 0
-                                          << QVariant(QStringLiteral("65535"))
-                                          << QStringList{kOn.arg(65535), kRestart} << QString();
-        QTest::newRow("set, no register file") << QStringList{"--port", "1502"} << false << none << 0
-                                               << QVariant(QStringLiteral("1502"))
-                                               << QStringList{kOn.arg(1502), kRestart} << QString();
-        QTest::newRow("clear with 0") << QStringList{"--port", "0"} << true << port5030 << 0 << none
-                                      << QStringList{kOff, kRestart} << QString();
-        QTest::newRow("ModBus's own 502") << QStringList{"--port", "502"} << true << none << 0
-                                          << QVariant(QStringLiteral("502"))
-                                          << QStringList{kOn.arg(502), kPrivileged.arg(502), kRestart} << QString();
-        QTest::newRow("out of range") << QStringList{"--port", "65536"} << true << port5030 << 2 << port5030
-                                      << QStringList()
-                                      << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 "
-                                         "for none";
-        QTest::newRow("negative") << QStringList{"--port", "-1"} << true << none << 2 << none << QStringList()
-                                  << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 for none";
-        QTest::newRow("not a number") << QStringList{"--port", "50x"} << true << port5030 << 2 << port5030
-                                      << QStringList()
-                                      << "quillbar-tool status: --port must be a number from 1 to 65535, or 0 "
-                                         "for none";
-        QTest::newRow("argument") << QStringList{"5030"} << true << none << 2 << none << QStringList()
-                                  << "quillbar-tool status: no arguments expected";
-        QTest::newRow("held by a ModBus device") << QStringList{"--port", "1502"} << true << port5030 << 1
-                                                 << port5030 << QStringList()
-                                                 << "quillbar-tool status: port 1502 is held by ModBus device "
-                                                    "70B3D5000000C001";
-        QTest::newRow("held by a TCP device") << QStringList{"--port", "1600"} << true << none << 1 << none
-                                              << QStringList()
-                                              << "quillbar-tool status: port 1600 is held by TCP device "
-                                                 "70B3D5000000D001";
-        QTest::newRow("show on") << QStringList() << true << port5030 << 0 << port5030 << QStringList{kOn.arg(5030)}
-                                 << QString();
-        QTest::newRow("show off") << QStringList() << true << none << 0 << none << QStringList{kOff} << QString();
-        QTest::newRow("show a port taken since") << QStringList() << true << QVariant(QStringLiteral("1600")) << 1
-                                                 << QVariant(QStringLiteral("1600")) << QStringList{kOn.arg(1600)}
-                                                 << "quillbar-tool status: port 1600 is held by TCP device "
-                                                    "70B3D5000000D001, so the program leaves the status registers off";
-        QTest::newRow("show no port") << QStringList() << true << QVariant(QStringLiteral("high")) << 1
-                                      << QVariant(QStringLiteral("high")) << QStringList()
-                                      << R"(quillbar-tool status: settings.conf holds status/port = "high", which )"
-                                         "is no port; set it with --port";
+        const QString error = QStringLiteral("quillbar-tool status: ");
+        const QString badPort = error + "--port must be a number from 1 to 65535, or 0 for none";
+        const QString heldByTcp = error + "port 1600 is held by TCP device 70B3D5000000D001";
+        row("set", {"--port", "5030"}, none, 0, port5030, {kOn.arg(5030), kRestart});
+        row("set over another", {"--port", "65535"}, port5030, 0, "65535", {kOn.arg(65535), kRestart});
+        row("set, no register file", {"--port", "1502"}, none, 0, "1502", {kOn.arg(1502), kRestart}, QString(), false);
+        row("clear with 0", {"--port", "0"}, port5030, 0, none, {kOff, kRestart});
+        row("ModBus's own 502", {"--port", "502"}, none, 0, "502", {kOn.arg(502), kPrivileged.arg(502), kRestart});
+        row("out of range", {"--port", "65536"}, port5030, 2, port5030, {}, badPort);
+        row("negative", {"--port", "-1"}, none, 2, none, {}, badPort);
+        row("not a number", {"--port", "50x"}, port5030, 2, port5030, {}, badPort);
+        row("argument", {"5030"}, none, 2, none, {}, error + "no arguments expected");
+        row("held by a ModBus device", {"--port", "1502"}, port5030, 1, port5030, {},
+            error + "port 1502 is held by ModBus device 70B3D5000000C001");
+        row("held by a TCP device", {"--port", "1600"}, none, 1, none, {}, heldByTcp);
+        row("show on", {}, port5030, 0, port5030, {kOn.arg(5030)});
+        row("show off", {}, none, 0, none, {kOff});
+        row("show a port taken since", {}, "1600", 1, "1600", {kOn.arg(1600)},
+            heldByTcp + ", so the program leaves the status registers off");
+        row("show no port", {}, "high", 1, "high", {},
+            error + R"(settings.conf holds status/port = "high", which is no port; set it with --port)");
     }
 
     void statusSetsShowsAndRefuses()
@@ -204,17 +184,14 @@ private slots:
             network.setReply(QStringLiteral("cmd"), QJsonObject());
         }
         const quint16 port = server == QStringLiteral("none") ? freePort() : quint16(network.url().port());
-        const QStringList login{QStringLiteral("login"), QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
-                                QStringLiteral("--port"), QString::number(port), QStringLiteral("--user"),
-                                QStringLiteral("user")};
+        const QStringList login{"login", "--host", "127.0.0.1", "--port", QString::number(port), "--user", "user"};
         if (stored && server != QStringLiteral("none"))
             QCOMPARE(runToolWithInput(login, "secret\n").exitCode, 0);
         const QByteArray settingsBefore = fileHash(QStringLiteral("settings.conf"));
 
         // The server answers from this process's event loop while the tool runs.
         QProcess process;
-        startTool(process, stored ? QStringList{QStringLiteral("login"), QStringLiteral("--test")}
-                                  : login + QStringList(QStringLiteral("--test")));
+        startTool(process, stored ? QStringList{"login", "--test"} : login + QStringList("--test"));
         process.write("secret\n");
         process.closeWriteChannel();
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 20000);
@@ -266,33 +243,33 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");     // SITE stands for the commissioned folder
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("line");              // of standard error, or the first of output; HERE: the empty folder
+        // Of standard error, or the first of output; HERE stands for the empty folder.
+        QTest::addColumn<QString>("line");
 
         const QString notSite = QStringLiteral("quillbar-tool %1: HERE is not a Quillbar working folder (no "
                                                "settings.conf, server.db or deviceFolder); name one with --dir");
         for (const char *command : {"status", "logging", "modbus", "export"})
             QTest::addRow("%s, empty folder", command) << QStringList(command) << 1 << notSite.arg(command);
-        QTest::newRow("remove, empty folder") << QStringList{"remove", "70B3D5000000C001"} << 1
-                                              << notSite.arg("remove");
-        QTest::newRow("import, no templates") << QStringList{"import", "devices.csv"} << 1
-                                              << "quillbar-tool import: HERE has no deviceFolder, whose templates "
-                                                 "the devices need; name the working folder with --dir";
-        QTest::newRow("check, no templates") << QStringList{"check"} << 1
-                                             << "quillbar-tool check: HERE has no deviceFolder; name the working "
-                                                "folder with --dir, or the template folder";
-        QTest::newRow("missing --dir") << QStringList{"status", "--dir", "absent"} << 2
-                                       << "quillbar-tool status: no folder \"absent\"";
-        QTest::newRow("export --dir") << QStringList{"export", "--dir", "SITE"} << 0
-                                      << "dev_eui,app_eui,name,port,start_addr,kind\r";
-        QTest::newRow("check --dir") << QStringList{"check", "--dir", "SITE"} << 0
-                                     << "ClimateSensor_TH20.json: 1 accepted, 0 refused";
-        QTest::newRow("map --dir") << QStringList{"map", "--dir", "SITE"} << 0
-                                   << "port,address,registers,device name,DevEUI,application EUI,device type,"
-                                      "register name,unit,data type,multiplier,offset,protocol\r";
-        QTest::newRow("decode --dir") << QStringList{"decode", "SITE/deviceFolder/ClimateSensor_TH20.json",
-                                                     "0100eb0202f63e0c", "--device", "70B3D5000000C001", "--dir",
-                                                     "SITE"}
-                                      << 0 << " 1000  0x0000      0  Last uplink time (s)  = 00000000";
+        const auto row = [](const char *name, const QStringList &arguments, int exitCode, const QString &line) {
+            QTest::newRow(name) << arguments << exitCode << line;
+        };
+        row("remove, empty folder", {"remove", "70B3D5000000C001"}, 1, notSite.arg("remove"));
+        row("import, no templates", {"import", "devices.csv"}, 1,
+            "quillbar-tool import: HERE has no deviceFolder, whose templates the devices need; name the working "
+            "folder with --dir");
+        row("check, no templates", {"check"}, 1,
+            "quillbar-tool check: HERE has no deviceFolder; name the working folder with --dir, or the template "
+            "folder");
+        row("missing --dir", {"status", "--dir", "absent"}, 2, "quillbar-tool status: no folder \"absent\"");
+        row("export --dir", {"export", "--dir", "SITE"}, 0, "dev_eui,app_eui,name,port,start_addr,kind\r");
+        row("check --dir", {"check", "--dir", "SITE"}, 0, "ClimateSensor_TH20.json: 1 accepted, 0 refused");
+        row("map --dir", {"map", "--dir", "SITE"}, 0,
+            "port,address,registers,device name,DevEUI,application EUI,device type,register name,unit,data type,"
+            "multiplier,offset,protocol\r");
+        row("decode --dir",
+            {"decode", "SITE/deviceFolder/ClimateSensor_TH20.json", "0100eb0202f63e0c", "--device",
+             "70B3D5000000C001", "--dir", "SITE"},
+            0, " 1000  0x0000      0  Last uplink time (s)  = 00000000");
     }
 
     void workingFolder()
@@ -316,21 +293,24 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<int>("exitCode");
-        QTest::newRow("empty password") << kLogin << QByteArray("\n") << 1;
-        QTest::newRow("no input") << kLogin << QByteArray() << 1;
-        QTest::newRow("empty host") << QStringList{"login", "--host", "", "--port", "1", "--user", "u"}
-                                    << QByteArray("pw\n") << 2;
-        QTest::newRow("no user") << QStringList{"login", "--host", "h", "--port", "1"} << QByteArray("pw\n") << 2;
-        QTest::newRow("port zero") << QStringList{"login", "--host", "h", "--port", "0", "--user", "u"}
-                                   << QByteArray("pw\n") << 2;
-        QTest::newRow("unknown scheme") << kLogin + QStringList{"--scheme", "http"} << QByteArray("pw\n") << 2;
-        QTest::newRow("password as argument") << kLogin + QStringList{"pw"} << QByteArray("pw\n") << 2;
-        QTest::newRow("no files") << QStringList{"logging", "--max-files", "0"} << QByteArray() << 2;
-        QTest::newRow("too many files") << QStringList{"logging", "--max-files", "21"} << QByteArray() << 2;
-        QTest::newRow("size zero") << QStringList{"logging", "--max-size", "0"} << QByteArray() << 2;
-        QTest::newRow("negative size") << QStringList{"logging", "--max-size", "-1"} << QByteArray() << 2;
-        QTest::newRow("size not a number") << QStringList{"logging", "--max-size", "big"} << QByteArray() << 2;
-        QTest::newRow("on and off") << QStringList{"logging", "--on", "--off"} << QByteArray() << 2;
+        // A refused argument exits with 2, a refused password with 1.
+        const auto row = [](const char *name, const QStringList &arguments, const QByteArray &input = QByteArray(),
+                            int exitCode = 2) {
+            QTest::newRow(name) << arguments << input << exitCode;
+        };
+        row("empty password", kLogin, "\n", 1);
+        row("no input", kLogin, QByteArray(), 1);
+        row("empty host", {"login", "--host", "", "--port", "1", "--user", "u"}, "pw\n");
+        row("no user", {"login", "--host", "h", "--port", "1"}, "pw\n");
+        row("port zero", {"login", "--host", "h", "--port", "0", "--user", "u"}, "pw\n");
+        row("unknown scheme", kLogin + QStringList{"--scheme", "http"}, "pw\n");
+        row("password as argument", kLogin + QStringList{"pw"}, "pw\n");
+        row("no files", {"logging", "--max-files", "0"});
+        row("too many files", {"logging", "--max-files", "21"});
+        row("size zero", {"logging", "--max-size", "0"});
+        row("negative size", {"logging", "--max-size", "-1"});
+        row("size not a number", {"logging", "--max-size", "big"});
+        row("on and off", {"logging", "--on", "--off"});
     }
 
     void refusedChangesWriteNothing()
@@ -349,9 +329,7 @@ private slots:
     void loggingKeysRuleTheLogRotation()
     {
         TestWorkDir dir;
-        const SToolRun run = runTool({QStringLiteral("logging"), QStringLiteral("--on"),
-                                      QStringLiteral("--max-files"), QStringLiteral("3"),
-                                      QStringLiteral("--max-size"), QStringLiteral("1")});
+        const SToolRun run = runTool({"logging", "--on", "--max-files", "3", "--max-size", "1"});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.contains(QStringLiteral("3 file(s) of 1000000 bytes")));
 

@@ -225,8 +225,7 @@ private slots:
             child<QPushButton>(m_addForm, QStringLiteral("blueBtn"))->click();
         else
             open(m_addForm, ProtocolOption::ModBus);
-        auto *statusLabel = child<QLabel>(m_addForm, QStringLiteral("title2Lab"));
-        QTRY_VERIFY(statusLabel->isHidden());
+        QTRY_VERIFY(child<QLabel>(m_addForm, QStringLiteral("title2Lab"))->isHidden());
         // The list is refilled from the server and its first device selected
         // again: the type shown is the same, so its emptied registers stay empty.
         QCOMPARE(list->currentIndex().row(), 0);
@@ -355,15 +354,14 @@ private slots:
         // Decimals kept through the register editor: 26.0 is stored as 260.
         open(form, ProtocolOption::ModBus);
         auto *list = child<QListView>(form, QStringLiteral("registerList"));
-        QAbstractItemModel *registers = list->model();
-        const QModelIndexList found = registers->match(registers->index(0, 2), Qt::DisplayRole, 1010);
+        const QModelIndexList found = list->model()->match(list->model()->index(0, 2), Qt::DisplayRole, 1010);
         QCOMPARE(found.size(), 1);
         const std::unique_ptr<QWidget> editor(list->itemDelegate()->createEditor(list, {}, found.first()));
         list->itemDelegate()->setEditorData(editor.get(), found.first());
         auto *decimals = child<QLineEdit>(editor.get(), QStringLiteral("decimalsEdit"));
         QCOMPARE(decimals->text(), QStringLiteral("0"));
         decimals->setText(QStringLiteral("1"));
-        list->itemDelegate()->setModelData(editor.get(), registers, found.first());
+        list->itemDelegate()->setModelData(editor.get(), list->model(), found.first());
         form->addDeviceSlot();
         ProgramCore::pushUplink(*m_server, kBoiler, QStringLiteral("0100eb0202f63e0c"));
         QTRY_COMPARE(newData.size(), 2);

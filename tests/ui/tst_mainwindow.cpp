@@ -46,12 +46,9 @@ QMap<QString, QString> styleRules()
     text.remove(QRegularExpression(QStringLiteral(R"(/\*.*?\*/)"), QRegularExpression::DotMatchesEverythingOption));
     QMap<QString, QString> rules;
     const QRegularExpression rule(QStringLiteral(R"(([^{}]+)\{([^}]*)\})"));
+    const QRegularExpression separator(QStringLiteral(" ?; ?"));
     for (const QRegularExpressionMatch &match : rule.globalMatch(text)) {
-        QStringList declarations;
-        for (const QString &declaration : match.captured(2).split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
-            if (!declaration.simplified().isEmpty())
-                declarations.append(declaration.simplified());
-        }
+        const QStringList declarations = match.captured(2).simplified().split(separator, Qt::SkipEmptyParts);
         rules.insert(match.captured(1).simplified(), declarations.join(QStringLiteral("; ")));
     }
     return rules;
@@ -110,18 +107,6 @@ QMap<QString, QString> styleTable()
     };
 }
 
-QStringList shownTexts(const QWidget &window)
-{
-    QStringList texts;
-    for (const QLabel *label : window.findChildren<QLabel *>())
-        texts.append(label->text());
-    for (const QAbstractButton *button : window.findChildren<QAbstractButton *>())
-        texts << button->text() << button->toolTip();
-    for (const QGroupBox *box : window.findChildren<QGroupBox *>())
-        texts.append(box->title());
-    return texts;
-}
-
 } // namespace
 
 class TestMainWindow : public QObject
@@ -146,18 +131,12 @@ class TestMainWindow : public QObject
     QString title() const { return child<QLabel>(QStringLiteral("title2Lab"))->text(); }
     QAbstractItemModel *registers() const { return child<QListView>(QStringLiteral("registerList"))->model(); }
 
-    QAbstractItemModel *deviceModel(const QString &page) const
-    {
-        return child<QListView>(QStringLiteral("deviceList"), page)->model();
-    }
+    QAbstractItemModel *deviceModel(const QString &page) const { return child<QListView>("deviceList", page)->model(); }
 
-    // The add, edit and delete buttons of a page.
+    // The add and edit buttons of a page.
     QPushButton *pageButton(const QString &page, int index) const
     {
-        const QWidget *parent = m_window->findChild<QWidget *>(page);
-        QList<QPushButton *> buttons = parent->findChildren<QPushButton *>(QStringLiteral("greenBtn"));
-        buttons.append(parent->findChild<QPushButton *>(QStringLiteral("redBtn")));
-        return buttons.at(index);
+        return m_window->findChild<QWidget *>(page)->findChildren<QPushButton *>(QStringLiteral("greenBtn")).at(index);
     }
 
     // Fills in the server's address and credentials and clicks Connect.
@@ -401,8 +380,7 @@ private slots:
             if (panelButton->findChild<QLabel *>(QStringLiteral("titleLable"))->text() == button)
                 panelButton->click();
         }
-        const QStringList pages = {"modbusPage", "tcpPage"};
-        for (const QString &name : pages)
+        for (const QString name : {"modbusPage", "tcpPage"})
             QCOMPARE(child<QWidget>(name)->isVisible(), name == page);
     }
 
@@ -511,7 +489,13 @@ private slots:
         const MainWindow translated;
         QCoreApplication::removeTranslator(&translator);
 
-        const QStringList texts = shownTexts(translated);
+        QStringList texts;
+        for (const QLabel *label : translated.findChildren<QLabel *>())
+            texts.append(label->text());
+        for (const QAbstractButton *button : translated.findChildren<QAbstractButton *>())
+            texts << button->text() << button->toolTip();
+        for (const QGroupBox *box : translated.findChildren<QGroupBox *>())
+            texts.append(box->title());
         QVERIFY(texts.contains(text));
         QVERIFY(!texts.contains(QString::fromLatin1(QTest::currentDataTag())));
     }
@@ -534,15 +518,12 @@ private slots:
     void statusToolTipGivesFailureReason()
     {
         QLabel *status = child<QLabel>(QStringLiteral("statusLabel"));
-        const auto connectTo = [this](int port) {
-            connectWith({"127.0.0.1", QString::number(port), "operator", "secret"}, QStringLiteral("ws"));
-        };
 
-        connectTo(freePort());
+        connectWith({"127.0.0.1", QString::number(freePort()), "operator", "secret"}, QStringLiteral("ws"));
         QTRY_COMPARE(status->toolTip(), QStringLiteral("Connection refused"));
         QCOMPARE(status->text(), QStringLiteral("DISCONNECTED"));
 
-        connectTo(m_server->url().port());
+        connectWith({"127.0.0.1", QString::number(m_server->url().port()), "operator", "secret"}, QStringLiteral("ws"));
         QTRY_COMPARE(status->text(), QStringLiteral("SUCCESS"));
         QCOMPARE(status->toolTip(), QString());
     }

@@ -12,6 +12,8 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+#include <tuple>
+
 namespace {
 
 QString shippedStyleSheet()
@@ -21,11 +23,6 @@ QString shippedStyleSheet()
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-QColor pixelAt(QWidget &widget, const QPoint &point)
-{
-    return widget.grab().toImage().pixelColor(point);
-}
-
 QStringList texts(const QSignalSpy &spy)
 {
     QStringList result;
@@ -33,6 +30,66 @@ QStringList texts(const QSignalSpy &spy)
         result.append(arguments.at(0).toString());
     return result;
 }
+
+// Each palette constant by its name, with its colour as written; in the order of expansion.
+const QList<std::tuple<QString, QColor, QString>> kPalette = {
+    {"QC_GLOB_BLACK6C_80", QC_GLOB_BLACK6C_80, "#414951"}, {"QC_GLOB_BLACK6C_65", QC_GLOB_BLACK6C_65, "#656B72"},
+    {"QC_GLOB_BLACK6C_45", QC_GLOB_BLACK6C_45, "#94999D"}, {"QC_GLOB_BLACK6C_28", QC_GLOB_BLACK6C_28, "#bdbfc2"},
+    {"QC_GLOB_BLACK6C_25", QC_GLOB_BLACK6C_25, "#c4c6c9"}, {"QC_GLOB_BLACK6C_13", QC_GLOB_BLACK6C_13, "#e0e1e3"},
+    {"QC_GLOB_BLACK6C_10", QC_GLOB_BLACK6C_10, "#e7e8ea"},
+    {"QC_GLOB_WHITE1_D1", QC_GLOB_WHITE1_D1, "#b2b4b5"}, {"QC_GLOB_WHITE1_D2", QC_GLOB_WHITE1_D2, "#4c7a9d"},
+    {"QC_GLOB_WHITE1_L1", QC_GLOB_WHITE1_L1, "#f3f6f9"}, {"QC_GLOB_WHITE1_L2", QC_GLOB_WHITE1_L2, "#f5f7f9"},
+    {"QC_GLOB_WHITE1", QC_GLOB_WHITE1, "#EBEFF2"},
+    {"QC_GLOB_BLACK1_D2", QC_GLOB_BLACK1_D2, "#071114"}, {"QC_GLOB_BLACK1_D1", QC_GLOB_BLACK1_D1, "#131617"},
+    {"QC_GLOB_BLACK1_L0", QC_GLOB_BLACK1_L0, "#263034"}, {"QC_GLOB_BLACK1_L1", QC_GLOB_BLACK1_L1, "#73888f"},
+    {"QC_GLOB_BLACK1_L2", QC_GLOB_BLACK1_L2, "#7b8a8f"}, {"QC_GLOB_BLACK1_E1B", QC_GLOB_BLACK1_E1B, "#1a1b22"},
+    {"QC_GLOB_BLACK1_E2G", QC_GLOB_BLACK1_E2G, "#1b241e"}, {"QC_GLOB_BLACK1", QC_GLOB_BLACK1, "#171d1f"},
+    {"QC_GLOB_RED1_D2", QC_GLOB_RED1_D2, "#9f181b"}, {"QC_GLOB_RED1_D1", QC_GLOB_RED1_D1, "#b85759"},
+    {"QC_GLOB_RED1_L1", QC_GLOB_RED1_L1, "#fa767a"}, {"QC_GLOB_RED1_L2", QC_GLOB_RED1_L2, "#fa999c"},
+    {"QC_GLOB_RED1", QC_GLOB_RED1, "#f5494d"},
+    {"QC_GLOB_GREEN1_D2", QC_GLOB_GREEN1_D2, "#137854"}, {"QC_GLOB_GREEN1_D1", QC_GLOB_GREEN1_D1, "#438a71"},
+    {"QC_GLOB_GREEN1_L1", QC_GLOB_GREEN1_L1, "#6adcb3"}, {"QC_GLOB_GREEN1_L2", QC_GLOB_GREEN1_L2, "#88dcbe"},
+    {"QC_GLOB_GREEN1_L3", QC_GLOB_GREEN1_L3, "#92fdd8"}, {"QC_GLOB_GREEN1_L4", QC_GLOB_GREEN1_L4, "#b3ffe4"},
+    {"QC_GLOB_GREEN1", QC_GLOB_GREEN1, "#39b88c"},
+    {"QC_GLOB_GREEN2_D2", QC_GLOB_GREEN2_D2, "#408a6a"}, {"QC_GLOB_GREEN2_D1", QC_GLOB_GREEN2_D1, "#035b2c"},
+    {"QC_GLOB_GREEN2_L1", QC_GLOB_GREEN2_L1, "#3cc67c"}, {"QC_GLOB_GREEN2_L2", QC_GLOB_GREEN2_L2, "#61c68f"},
+    {"QC_GLOB_GREEN2_L3", QC_GLOB_GREEN2_L3, "#8ce3b4"}, {"QC_GLOB_GREEN2", QC_GLOB_GREEN2, "#0a8c46"},
+    {"QC_GLOB_BLUE1_D2", QC_GLOB_BLUE1_D2, "#154675"}, {"QC_GLOB_BLUE1_D1", QC_GLOB_BLUE1_D1, "#466787"},
+    {"QC_GLOB_BLUE1_L1", QC_GLOB_BLUE1_L1, "#71a6d9"}, {"QC_GLOB_BLUE1_L2", QC_GLOB_BLUE1_L2, "#8db4d9"},
+    {"QC_GLOB_BLUE1_L3", QC_GLOB_BLUE1_L3, "#aeceec"}, {"QC_GLOB_BLUE1_L4", QC_GLOB_BLUE1_L4, "#C5DEF6"},
+    {"QC_GLOB_BLUE1_L5", QC_GLOB_BLUE1_L5, "#D2E4F6"}, {"QC_GLOB_BLUE1", QC_GLOB_BLUE1, "#417bb3"},
+    {"QC_GLOB_ORANGE1_D2", QC_GLOB_ORANGE1_D2, "#a15004"}, {"QC_GLOB_ORANGE1_D1", QC_GLOB_ORANGE1_D1, "#b97635"},
+    {"QC_GLOB_ORANGE1_L1", QC_GLOB_ORANGE1_L1, "#fb9f48"}, {"QC_GLOB_ORANGE1_L2", QC_GLOB_ORANGE1_L2, "#fbb878"},
+    {"QC_GLOB_ORANGE1_L3", QC_GLOB_ORANGE1_L3, "#fdca9a"}, {"QC_GLOB_ORANGE1_L4", QC_GLOB_ORANGE1_L4, "#FED8B3"},
+    {"QC_GLOB_ORANGE1_L5", QC_GLOB_ORANGE1_L5, "#FEE2C7"}, {"QC_GLOB_ORANGE1", QC_GLOB_ORANGE1, "#f77f0c"},
+    {"QC_GLOB_PINK1_L1", QC_GLOB_PINK1_L1, "#ff7e7b"}, {"QC_GLOB_PINK1_L2", QC_GLOB_PINK1_L2, "#ffa19e"},
+    {"QC_GLOB_PINK1_D1", QC_GLOB_PINK1_D1, "#bf5f5c"}, {"QC_GLOB_PINK1_D2", QC_GLOB_PINK1_D2, "#a61d1a"},
+    {"QC_GLOB_PINK1", QC_GLOB_PINK1, "#ff534f"},
+    {"QC_GLOB_LILAC1_D1", QC_GLOB_LILAC1_D1, "#6c4181"}, {"QC_GLOB_LILAC1_D2", QC_GLOB_LILAC1_D2, "#501370"},
+    {"QC_GLOB_LILAC1_L1", QC_GLOB_LILAC1_L1, "#b26cd6"}, {"QC_GLOB_LILAC1_L2", QC_GLOB_LILAC1_L2, "#bb88d6"},
+    {"QC_GLOB_LILAC1_L3", QC_GLOB_LILAC1_L3, "#db95ff"}, {"QC_GLOB_LILAC1_L4", QC_GLOB_LILAC1_L4, "#e3adff"},
+    {"QC_GLOB_LILAC1", QC_GLOB_LILAC1, "#863bac"},
+    {"QC_GLOB_YELLOW1_D1", QC_GLOB_YELLOW1_D1, "#b9ac3b"}, {"QC_GLOB_YELLOW1_D2", QC_GLOB_YELLOW1_D2, "#a19107"},
+    {"QC_GLOB_YELLOW1_L1", QC_GLOB_YELLOW1_L1, "#fbea50"}, {"QC_GLOB_YELLOW1_L2", QC_GLOB_YELLOW1_L2, "#fbee7e"},
+    {"QC_GLOB_YELLOW1_L3", QC_GLOB_YELLOW1_L3, "#FDF39F"}, {"QC_GLOB_YELLOW1_L4", QC_GLOB_YELLOW1_L4, "#FDF6B8"},
+    {"QC_GLOB_YELLOW1", QC_GLOB_YELLOW1, "#f7e017"},
+    {"QC_GLOB_LOGO1_D2", QC_GLOB_LOGO1_D2, "#10404d"}, {"QC_GLOB_LOGO1_D1", QC_GLOB_LOGO1_D1, "#315059"},
+    {"QC_GLOB_LOGO1_L1", QC_GLOB_LOGO1_L1, "#67a9bb"}, {"QC_GLOB_LOGO1_L2", QC_GLOB_LOGO1_L2, "#7eadbb"},
+    {"QC_GLOB_LOGO1", QC_GLOB_LOGO1, "#306777"},
+    {"QC_GRAPH_BACK_GR2", QC_GRAPH_BACK_GR2, "#3A434B"}, {"QC_GRAPH_BACK", QC_GRAPH_BACK, "#414951"},
+    {"QC_GRAPH_AXIS", QC_GRAPH_AXIS, "#c4c6c9"}, {"QC_GRAPH_GRID", QC_GRAPH_GRID, "#8c8c8c"},
+    {"QC_STAT_TOTAL", QC_STAT_TOTAL, "#0038A8"}, {"QC_STAT_VALID", QC_STAT_VALID, "#009E0F"},
+    {"QC_STAT_INVALID", QC_STAT_INVALID, "#D81E05"}, {"QC_STAT_BUSY", QC_STAT_BUSY, "#F7B50C"},
+    {"QCT_GLOB_BLUE1_LIKE_D2", QCT_GLOB_BLUE1_LIKE_D2, "#033e6b"},
+    {"QCT_GLOB_BLUE1_LIKE_D1", QCT_GLOB_BLUE1_LIKE_D1, "#25567b"},
+    {"QCT_GLOB_BLUE1_LIKE_L2", QCT_GLOB_BLUE1_LIKE_L2, "#66a3d2"},
+    {"QCT_GLOB_BLUE1_LIKE_L1", QCT_GLOB_BLUE1_LIKE_L1, "#3f92d2"},
+    {"QCT_GLOB_BLUE1_LIKE", QCT_GLOB_BLUE1_LIKE, "#0b61a4"},
+    {"QCT_GLOB_BLUE1_D1", QCT_GLOB_BLUE1_D1, "#27424c"}, {"QCT_GLOB_BLUE1_D2", QCT_GLOB_BLUE1_D2, "#0c3342"},
+    {"QCT_GLOB_BLUE1_L1", QCT_GLOB_BLUE1_L1, "#5c9ab2"}, {"QCT_GLOB_BLUE1_L2", QCT_GLOB_BLUE1_L2, "#73a1b2"},
+    {"QCT_GLOB_BLUE1_L3", QCT_GLOB_BLUE1_L3, "#d9e1e4"}, {"QCT_GLOB_BLUE1_L4", QCT_GLOB_BLUE1_L4, "#ebeff2"},
+    {"QCT_GLOB_BLUE1", QCT_GLOB_BLUE1, "#245365"},
+};
 
 // Records the keys that reach a widget.
 class KeySpy : public QObject
@@ -78,105 +135,8 @@ private slots:
         QTest::addColumn<QColor>("constant");
         QTest::addColumn<QString>("colour");
 
-        // In the order of expansion.
-        QTest::newRow("QC_GLOB_BLACK6C_80") << QC_GLOB_BLACK6C_80 << QStringLiteral("#414951");
-        QTest::newRow("QC_GLOB_BLACK6C_65") << QC_GLOB_BLACK6C_65 << QStringLiteral("#656B72");
-        QTest::newRow("QC_GLOB_BLACK6C_45") << QC_GLOB_BLACK6C_45 << QStringLiteral("#94999D");
-        QTest::newRow("QC_GLOB_BLACK6C_28") << QC_GLOB_BLACK6C_28 << QStringLiteral("#bdbfc2");
-        QTest::newRow("QC_GLOB_BLACK6C_25") << QC_GLOB_BLACK6C_25 << QStringLiteral("#c4c6c9");
-        QTest::newRow("QC_GLOB_BLACK6C_13") << QC_GLOB_BLACK6C_13 << QStringLiteral("#e0e1e3");
-        QTest::newRow("QC_GLOB_BLACK6C_10") << QC_GLOB_BLACK6C_10 << QStringLiteral("#e7e8ea");
-        QTest::newRow("QC_GLOB_WHITE1_D1") << QC_GLOB_WHITE1_D1 << QStringLiteral("#b2b4b5");
-        QTest::newRow("QC_GLOB_WHITE1_D2") << QC_GLOB_WHITE1_D2 << QStringLiteral("#4c7a9d");
-        QTest::newRow("QC_GLOB_WHITE1_L1") << QC_GLOB_WHITE1_L1 << QStringLiteral("#f3f6f9");
-        QTest::newRow("QC_GLOB_WHITE1_L2") << QC_GLOB_WHITE1_L2 << QStringLiteral("#f5f7f9");
-        QTest::newRow("QC_GLOB_WHITE1") << QC_GLOB_WHITE1 << QStringLiteral("#EBEFF2");
-        QTest::newRow("QC_GLOB_BLACK1_D2") << QC_GLOB_BLACK1_D2 << QStringLiteral("#071114");
-        QTest::newRow("QC_GLOB_BLACK1_D1") << QC_GLOB_BLACK1_D1 << QStringLiteral("#131617");
-        QTest::newRow("QC_GLOB_BLACK1_L0") << QC_GLOB_BLACK1_L0 << QStringLiteral("#263034");
-        QTest::newRow("QC_GLOB_BLACK1_L1") << QC_GLOB_BLACK1_L1 << QStringLiteral("#73888f");
-        QTest::newRow("QC_GLOB_BLACK1_L2") << QC_GLOB_BLACK1_L2 << QStringLiteral("#7b8a8f");
-        QTest::newRow("QC_GLOB_BLACK1_E1B") << QC_GLOB_BLACK1_E1B << QStringLiteral("#1a1b22");
-        QTest::newRow("QC_GLOB_BLACK1_E2G") << QC_GLOB_BLACK1_E2G << QStringLiteral("#1b241e");
-        QTest::newRow("QC_GLOB_BLACK1") << QC_GLOB_BLACK1 << QStringLiteral("#171d1f");
-        QTest::newRow("QC_GLOB_RED1_D2") << QC_GLOB_RED1_D2 << QStringLiteral("#9f181b");
-        QTest::newRow("QC_GLOB_RED1_D1") << QC_GLOB_RED1_D1 << QStringLiteral("#b85759");
-        QTest::newRow("QC_GLOB_RED1_L1") << QC_GLOB_RED1_L1 << QStringLiteral("#fa767a");
-        QTest::newRow("QC_GLOB_RED1_L2") << QC_GLOB_RED1_L2 << QStringLiteral("#fa999c");
-        QTest::newRow("QC_GLOB_RED1") << QC_GLOB_RED1 << QStringLiteral("#f5494d");
-        QTest::newRow("QC_GLOB_GREEN1_D2") << QC_GLOB_GREEN1_D2 << QStringLiteral("#137854");
-        QTest::newRow("QC_GLOB_GREEN1_D1") << QC_GLOB_GREEN1_D1 << QStringLiteral("#438a71");
-        QTest::newRow("QC_GLOB_GREEN1_L1") << QC_GLOB_GREEN1_L1 << QStringLiteral("#6adcb3");
-        QTest::newRow("QC_GLOB_GREEN1_L2") << QC_GLOB_GREEN1_L2 << QStringLiteral("#88dcbe");
-        QTest::newRow("QC_GLOB_GREEN1_L3") << QC_GLOB_GREEN1_L3 << QStringLiteral("#92fdd8");
-        QTest::newRow("QC_GLOB_GREEN1_L4") << QC_GLOB_GREEN1_L4 << QStringLiteral("#b3ffe4");
-        QTest::newRow("QC_GLOB_GREEN1") << QC_GLOB_GREEN1 << QStringLiteral("#39b88c");
-        QTest::newRow("QC_GLOB_GREEN2_D2") << QC_GLOB_GREEN2_D2 << QStringLiteral("#408a6a");
-        QTest::newRow("QC_GLOB_GREEN2_D1") << QC_GLOB_GREEN2_D1 << QStringLiteral("#035b2c");
-        QTest::newRow("QC_GLOB_GREEN2_L1") << QC_GLOB_GREEN2_L1 << QStringLiteral("#3cc67c");
-        QTest::newRow("QC_GLOB_GREEN2_L2") << QC_GLOB_GREEN2_L2 << QStringLiteral("#61c68f");
-        QTest::newRow("QC_GLOB_GREEN2_L3") << QC_GLOB_GREEN2_L3 << QStringLiteral("#8ce3b4");
-        QTest::newRow("QC_GLOB_GREEN2") << QC_GLOB_GREEN2 << QStringLiteral("#0a8c46");
-        QTest::newRow("QC_GLOB_BLUE1_D2") << QC_GLOB_BLUE1_D2 << QStringLiteral("#154675");
-        QTest::newRow("QC_GLOB_BLUE1_D1") << QC_GLOB_BLUE1_D1 << QStringLiteral("#466787");
-        QTest::newRow("QC_GLOB_BLUE1_L1") << QC_GLOB_BLUE1_L1 << QStringLiteral("#71a6d9");
-        QTest::newRow("QC_GLOB_BLUE1_L2") << QC_GLOB_BLUE1_L2 << QStringLiteral("#8db4d9");
-        QTest::newRow("QC_GLOB_BLUE1_L3") << QC_GLOB_BLUE1_L3 << QStringLiteral("#aeceec");
-        QTest::newRow("QC_GLOB_BLUE1_L4") << QC_GLOB_BLUE1_L4 << QStringLiteral("#C5DEF6");
-        QTest::newRow("QC_GLOB_BLUE1_L5") << QC_GLOB_BLUE1_L5 << QStringLiteral("#D2E4F6");
-        QTest::newRow("QC_GLOB_BLUE1") << QC_GLOB_BLUE1 << QStringLiteral("#417bb3");
-        QTest::newRow("QC_GLOB_ORANGE1_D2") << QC_GLOB_ORANGE1_D2 << QStringLiteral("#a15004");
-        QTest::newRow("QC_GLOB_ORANGE1_D1") << QC_GLOB_ORANGE1_D1 << QStringLiteral("#b97635");
-        QTest::newRow("QC_GLOB_ORANGE1_L1") << QC_GLOB_ORANGE1_L1 << QStringLiteral("#fb9f48");
-        QTest::newRow("QC_GLOB_ORANGE1_L2") << QC_GLOB_ORANGE1_L2 << QStringLiteral("#fbb878");
-        QTest::newRow("QC_GLOB_ORANGE1_L3") << QC_GLOB_ORANGE1_L3 << QStringLiteral("#fdca9a");
-        QTest::newRow("QC_GLOB_ORANGE1_L4") << QC_GLOB_ORANGE1_L4 << QStringLiteral("#FED8B3");
-        QTest::newRow("QC_GLOB_ORANGE1_L5") << QC_GLOB_ORANGE1_L5 << QStringLiteral("#FEE2C7");
-        QTest::newRow("QC_GLOB_ORANGE1") << QC_GLOB_ORANGE1 << QStringLiteral("#f77f0c");
-        QTest::newRow("QC_GLOB_PINK1_L1") << QC_GLOB_PINK1_L1 << QStringLiteral("#ff7e7b");
-        QTest::newRow("QC_GLOB_PINK1_L2") << QC_GLOB_PINK1_L2 << QStringLiteral("#ffa19e");
-        QTest::newRow("QC_GLOB_PINK1_D1") << QC_GLOB_PINK1_D1 << QStringLiteral("#bf5f5c");
-        QTest::newRow("QC_GLOB_PINK1_D2") << QC_GLOB_PINK1_D2 << QStringLiteral("#a61d1a");
-        QTest::newRow("QC_GLOB_PINK1") << QC_GLOB_PINK1 << QStringLiteral("#ff534f");
-        QTest::newRow("QC_GLOB_LILAC1_D1") << QC_GLOB_LILAC1_D1 << QStringLiteral("#6c4181");
-        QTest::newRow("QC_GLOB_LILAC1_D2") << QC_GLOB_LILAC1_D2 << QStringLiteral("#501370");
-        QTest::newRow("QC_GLOB_LILAC1_L1") << QC_GLOB_LILAC1_L1 << QStringLiteral("#b26cd6");
-        QTest::newRow("QC_GLOB_LILAC1_L2") << QC_GLOB_LILAC1_L2 << QStringLiteral("#bb88d6");
-        QTest::newRow("QC_GLOB_LILAC1_L3") << QC_GLOB_LILAC1_L3 << QStringLiteral("#db95ff");
-        QTest::newRow("QC_GLOB_LILAC1_L4") << QC_GLOB_LILAC1_L4 << QStringLiteral("#e3adff");
-        QTest::newRow("QC_GLOB_LILAC1") << QC_GLOB_LILAC1 << QStringLiteral("#863bac");
-        QTest::newRow("QC_GLOB_YELLOW1_D1") << QC_GLOB_YELLOW1_D1 << QStringLiteral("#b9ac3b");
-        QTest::newRow("QC_GLOB_YELLOW1_D2") << QC_GLOB_YELLOW1_D2 << QStringLiteral("#a19107");
-        QTest::newRow("QC_GLOB_YELLOW1_L1") << QC_GLOB_YELLOW1_L1 << QStringLiteral("#fbea50");
-        QTest::newRow("QC_GLOB_YELLOW1_L2") << QC_GLOB_YELLOW1_L2 << QStringLiteral("#fbee7e");
-        QTest::newRow("QC_GLOB_YELLOW1_L3") << QC_GLOB_YELLOW1_L3 << QStringLiteral("#FDF39F");
-        QTest::newRow("QC_GLOB_YELLOW1_L4") << QC_GLOB_YELLOW1_L4 << QStringLiteral("#FDF6B8");
-        QTest::newRow("QC_GLOB_YELLOW1") << QC_GLOB_YELLOW1 << QStringLiteral("#f7e017");
-        QTest::newRow("QC_GLOB_LOGO1_D2") << QC_GLOB_LOGO1_D2 << QStringLiteral("#10404d");
-        QTest::newRow("QC_GLOB_LOGO1_D1") << QC_GLOB_LOGO1_D1 << QStringLiteral("#315059");
-        QTest::newRow("QC_GLOB_LOGO1_L1") << QC_GLOB_LOGO1_L1 << QStringLiteral("#67a9bb");
-        QTest::newRow("QC_GLOB_LOGO1_L2") << QC_GLOB_LOGO1_L2 << QStringLiteral("#7eadbb");
-        QTest::newRow("QC_GLOB_LOGO1") << QC_GLOB_LOGO1 << QStringLiteral("#306777");
-        QTest::newRow("QC_GRAPH_BACK_GR2") << QC_GRAPH_BACK_GR2 << QStringLiteral("#3A434B");
-        QTest::newRow("QC_GRAPH_BACK") << QC_GRAPH_BACK << QStringLiteral("#414951");
-        QTest::newRow("QC_GRAPH_AXIS") << QC_GRAPH_AXIS << QStringLiteral("#c4c6c9");
-        QTest::newRow("QC_GRAPH_GRID") << QC_GRAPH_GRID << QStringLiteral("#8c8c8c");
-        QTest::newRow("QC_STAT_TOTAL") << QC_STAT_TOTAL << QStringLiteral("#0038A8");
-        QTest::newRow("QC_STAT_VALID") << QC_STAT_VALID << QStringLiteral("#009E0F");
-        QTest::newRow("QC_STAT_INVALID") << QC_STAT_INVALID << QStringLiteral("#D81E05");
-        QTest::newRow("QC_STAT_BUSY") << QC_STAT_BUSY << QStringLiteral("#F7B50C");
-        QTest::newRow("QCT_GLOB_BLUE1_LIKE_D2") << QCT_GLOB_BLUE1_LIKE_D2 << QStringLiteral("#033e6b");
-        QTest::newRow("QCT_GLOB_BLUE1_LIKE_D1") << QCT_GLOB_BLUE1_LIKE_D1 << QStringLiteral("#25567b");
-        QTest::newRow("QCT_GLOB_BLUE1_LIKE_L2") << QCT_GLOB_BLUE1_LIKE_L2 << QStringLiteral("#66a3d2");
-        QTest::newRow("QCT_GLOB_BLUE1_LIKE_L1") << QCT_GLOB_BLUE1_LIKE_L1 << QStringLiteral("#3f92d2");
-        QTest::newRow("QCT_GLOB_BLUE1_LIKE") << QCT_GLOB_BLUE1_LIKE << QStringLiteral("#0b61a4");
-        QTest::newRow("QCT_GLOB_BLUE1_D1") << QCT_GLOB_BLUE1_D1 << QStringLiteral("#27424c");
-        QTest::newRow("QCT_GLOB_BLUE1_D2") << QCT_GLOB_BLUE1_D2 << QStringLiteral("#0c3342");
-        QTest::newRow("QCT_GLOB_BLUE1_L1") << QCT_GLOB_BLUE1_L1 << QStringLiteral("#5c9ab2");
-        QTest::newRow("QCT_GLOB_BLUE1_L2") << QCT_GLOB_BLUE1_L2 << QStringLiteral("#73a1b2");
-        QTest::newRow("QCT_GLOB_BLUE1_L3") << QCT_GLOB_BLUE1_L3 << QStringLiteral("#d9e1e4");
-        QTest::newRow("QCT_GLOB_BLUE1_L4") << QCT_GLOB_BLUE1_L4 << QStringLiteral("#ebeff2");
-        QTest::newRow("QCT_GLOB_BLUE1") << QCT_GLOB_BLUE1 << QStringLiteral("#245365");
+        for (const auto &[name, constant, colour] : kPalette)
+            QTest::newRow(qPrintable(name)) << constant << colour;
     }
 
     // Each palette name, alone in a text, expands to its colour in lower case;
@@ -192,10 +152,9 @@ private slots:
 
     void shippedStyleSheetLeavesOnlyUnknownName()
     {
-        const QString expanded = expandStyleSheet(shippedStyleSheet());
         QSet<QString> leftovers;
         const QRegularExpression placeholder(QStringLiteral("QCT?_[A-Z0-9_]+"));
-        for (const QRegularExpressionMatch &match : placeholder.globalMatch(expanded))
+        for (const QRegularExpressionMatch &match : placeholder.globalMatch(expandStyleSheet(shippedStyleSheet())))
             leftovers.insert(match.captured());
         QCOMPARE(leftovers, QSet<QString>({QStringLiteral("QC_GLOB_WHITE")}));
     }
@@ -224,7 +183,7 @@ private slots:
         button.setChecked(widget == QLatin1String("checked"));
         QWidget &subject = widget == QLatin1String("search") ? static_cast<QWidget &>(search) : button;
         subject.resize(200, 30);
-        const QColor actual = pixelAt(subject, point);
+        const QColor actual = subject.grab().toImage().pixelColor(point);
         qApp->setStyleSheet(QString());
         QCOMPARE(actual, color);
     }
@@ -271,7 +230,7 @@ private slots:
 
         QCOMPARE(!button.findChild<QGroupBox *>(QStringLiteral("mainBox"))->isHidden(), boxShown);
         QCOMPARE(!button.findChild<QLabel *>(QStringLiteral("titleLable"))->isHidden(), titleShown);
-        QCOMPARE(pixelAt(button, QPoint(2, 10)) == QColor(0xf5494d), red);
+        QCOMPARE(button.grab().toImage().pixelColor(2, 10) == QColor(0xf5494d), red);
     }
 
     void picAlign_data()
